@@ -1,0 +1,247 @@
+// Legal move generation. Pins, checks and king safety are settled from the attack records, so no
+// pseudo-legal move is ever produced; only en passant is tried on the stack. The flag bits that
+// move ordering reads are set here, while the attack information is at hand.
+#include "movegen.h"
+#include "attacks.h"
+#include "makemove.h"
+#include "../sliders/sliders.h"
+
+namespace {
+constexpr Bitboard ALL_SQUARES = ~Bitboard(0);
+
+// Bishops, rooks and queens attack along lines; their attack sets are kept per square.
+void sliderAttacks(Ply* ply, Side* side) {
+    AttackInfo* a = side->attacks;
+    Bitboard occ = ply->occupancy;
+    FOR_EACH_SQUARE(s, side->pieces[BISHOP]) a->attacked[BISHOP] |= ply->attacks_from[s] = getBishopMoves(occ, s);
+    FOR_EACH_SQUARE(s, side->pieces[ROOK]) a->attacked[ROOK] |= ply->attacks_from[s] = getRookMoves(occ, s);
+    FOR_EACH_SQUARE(s, side->pieces[QUEEN]) a->attacked[QUEEN] |= ply->attacks_from[s] = getQueenMoves(occ, s);
+}
+
+void pieceAttacks(Ply* ply, Side* side, Bitboard pawn_attacks_set) {
+    AttackInfo* a = side->attacks;
+    for (int t = 0; t < 7; t++) a->attacked[t] = 0;
+    a->attacked[PAWN] = pawn_attacks_set;
+    FOR_EACH_SQUARE(s, side->pieces[KNIGHT]) a->attacked[KNIGHT] |= knight_attacks[s];
+    sliderAttacks(ply, side);
+    a->attacked[KING] = king_attacks[side->king];
+    a->attacked[0] = a->attacked[PAWN] | a->attacked[KNIGHT] | a->attacked[BISHOP] | a->attacked[ROOK] |
+                     a->attacked[QUEEN] | a->attacked[KING];
+}
+
+// Squares from which each enemy piece type would attack this side's king; empty for types the
+// enemy does not have, which saves slider lookups in simplified positions.
+void checkSquares(Ply* ply, Side* side, const Side* enemy) {
+    Bitboard* cs = side->attacks->check_squares;
+    int k = side->king;
+    const Bitboard* e = enemy->pieces;
+    cs[PAWN] = e[PAWN] ? pawn_attacks[side->info->colour][k] : 0;
+    cs[KNIGHT] = e[KNIGHT] ? knight_attacks[k] : 0;
+    cs[BISHOP] = (e[BISHOP] | e[QUEEN]) ? getBishopMoves(ply->occupancy, k) : 0;
+    cs[ROOK] = (e[ROOK] | e[QUEEN]) ? getRookMoves(ply->occupancy, k) : 0;
+    cs[QUEEN] = cs[BISHOP] | cs[ROOK];
+    cs[KING] = 0;
+    cs[0] = cs[PAWN] | cs[KNIGHT] | cs[QUEEN];
+}
+
+// Squares between enemy sliders and this side's king: a lone piece there is pinned (or, seen from
+// the slider's side, a discoverer); for a checking slider, the empty squares between.
+Bitboard blockers(const Ply* ply, const Side* side, const Side* enemy) {
+    const Bitboard* cs = side->attacks->check_squares;
+    int k = side->king;
+    Bitboard result = 0;
+    FOR_EACH_SQUARE(s, (enemy->pieces[ROOK] | enemy->pieces[QUEEN]) & rook_lines[k])
+        result |= ply->attacks_from[s] & cs[ROOK] & rook_lines[s];
+    FOR_EACH_SQUARE(s, (enemy->pieces[BISHOP] | enemy->pieces[QUEEN]) & bishop_lines[k])
+        result |= ply->attacks_from[s] & cs[BISHOP] & bishop_lines[s];
+    return result;
+}
+
+Bitboard checkersOf(const Side* side, const Side* enemy) {
+    const Bitboard* cs = side->attacks->check_squares;
+    const Bitboard* e = enemy->pieces;
+    return (e[PAWN] & cs[PAWN]) | (e[KNIGHT] & cs[KNIGHT]) | (e[BISHOP] & cs[BISHOP]) | (e[ROOK] & cs[ROOK]) |
+           (e[QUEEN] & cs[QUEEN]);
+}
+} // namespace
+
+void computeAttacks() {
+    Ply* ply = curr_ply;
+    Side* black = &ply->black;
+    Side* white = &ply->white;
+    Bitboard wp = white->pieces[PAWN], bp = black->pieces[PAWN];
+    pieceAttacks(ply, white, ((wp << 7) & ~FILE_H) | ((wp << 9) & ~FILE_A));
+    pieceAttacks(ply, black, ((bp >> 9) & ~FILE_H) | ((bp >> 7) & ~FILE_A));
+    checkSquares(ply, black, white);
+    checkSquares(ply, white, black);
+    Bitboard black_blockers = blockers(ply, black, white);
+    Bitboard white_blockers = blockers(ply, white, black);
+    for (Side* side : {black, white}) {
+        bool is_black = side == black;
+        Side* enemy = is_black ? white : black;
+        AttackInfo* a = side->attacks;
+        Bitboard own_blockers = is_black ? black_blockers : white_blockers;
+        Bitboard enemy_blockers = is_black ? white_blockers : black_blockers;
+        a->checkers = checkersOf(side, enemy);
+        a->pinned = side->pieces[0] & own_blockers;
+        a->discoverers = side->pieces[0] & enemy_blockers;
+        a->evasions = (a->checkers && !(a->checkers & (a->checkers - 1)))
+                          ? (own_blockers & ~ply->occupancy) | a->checkers
+                          : ALL_SQUARES;
+    }
+}
+
+int isKingAttacked(Side* defender, Side* attacker) {
+    int k = defender->king;
+    Bitboard occ = curr_ply->occupancy;
+    const Bitboard* a = attacker->pieces;
+    if (a[PAWN] & pawn_attacks[defender->info->colour][k]) return 1;
+    if (a[KNIGHT] & knight_attacks[k]) return 1;
+    if (getBishopMoves(occ, k) & a[BISHOP]) return 1;
+    if (getRookMoves(occ, k) & a[ROOK]) return 1;
+    if (getQueenMoves(occ, k) & a[QUEEN]) return 1;
+    if (king_attacks[k] & a[KING]) return 1;
+    return 0;
+}
+
+namespace {
+struct Generator {
+    Ply* ply;
+    Side* P;
+    Side* O;
+    AttackInfo* A;
+    AttackInfo* B;
+    int k, kO, mode;
+    Move* list;
+    int n;
+
+    // One destination of an ordinary move: legality of pinned pieces, then the ordering flags.
+    void add(int from, int d, int type) {
+        if ((A->pinned & bit(from)) && !(line_masks[k] & line_masks[d] & line_masks[from])) return;
+        Move m = Move(d | (from << 6) | ((7 - type) << 12));
+        if (ply->occupancy & bit(d)) m |= Move(pieceTypeOn(ply, d)) << 20;
+        if (B->check_squares[type] & bit(d)) m |= CHECK;
+        if ((A->discoverers & bit(from)) && !(line_masks[d] & line_masks[from] & line_masks[kO]))
+            m |= DISCOVERED_CHECK;
+        if ((B->attacked[0] & bit(from)) && !(A->attacked[0] & bit(from)) && !(B->attacked[0] & bit(d)))
+            m |= ESCAPE;
+        if (type == PAWN && ((P->info->far_half | P->passed) & bit(from))) m |= ADVANCED_PAWN;
+        if (mode == GEN_TACTICAL && !(m & ORDER_MASK)) return;
+        list[n++] = m;
+    }
+
+    void promotions(int from, Bitboard destinations) {
+        Bitboard occ_without = ply->occupancy & ~bit(from);
+        Bitboard enemy_king = bit(O->king);
+        FOR_EACH_SQUARE(d, destinations) {
+            if ((A->pinned & bit(from)) && !(line_masks[k] & line_masks[d] & line_masks[from])) continue;
+            Move base = Move(d | (from << 6) | (6 << 12)) | (Move(pieceTypeOn(ply, d)) << 20);
+            if ((A->discoverers & bit(from)) && !(line_masks[d] & line_masks[from] & line_masks[kO]))
+                base |= DISCOVERED_CHECK;
+            const Bitboard reach[4] = {getQueenMoves(occ_without, d), getRookMoves(occ_without, d),
+                                       getBishopMoves(occ_without, d), knight_attacks[d]};
+            for (int i = 0; i < 4; i++) {
+                Move m = base | (Move(QUEEN - i) << 24);
+                if (reach[i] & enemy_king) m |= CHECK;
+                list[n++] = m;
+            }
+        }
+    }
+
+    // The one move whose legality the attack records cannot settle: try it on the stack.
+    void enPassant() {
+        int e = lsb(ply->en_passant);
+        FOR_EACH_SQUARE(from, P->pieces[PAWN] & pawn_attacks[O->info->colour][e]) {
+            Move m = Move(e | (from << 6) | (6 << 12) | (PAWN << 20));
+            makeMove(m);
+            bool illegal = isKingAttacked(curr_ply->opponent, curr_ply->player);
+            bool check = isKingAttacked(curr_ply->player, curr_ply->opponent);
+            takeBack();
+            if (!illegal) list[n++] = check ? m | CHECK | DISCOVERED_CHECK : m;
+        }
+    }
+
+    void king(Bitboard targets) {
+        Bitboard forbidden = B->attacked[0];
+        if (A->checkers) {
+            Bitboard occ_without = ply->occupancy & ~bit(k);
+            FOR_EACH_SQUARE(s, A->checkers & (O->pieces[ROOK] | O->pieces[QUEEN]))
+                forbidden |= getRookMoves(occ_without, s);
+            FOR_EACH_SQUARE(s, A->checkers & (O->pieces[BISHOP] | O->pieces[QUEEN]))
+                forbidden |= getBishopMoves(occ_without, s);
+        }
+        FOR_EACH_SQUARE(d, king_attacks[k] & targets & ~forbidden) add(k, d, KING);
+    }
+
+    void castling() {
+        Bitboard rights = ply->castling;
+        Bitboard occ = ply->occupancy;
+        Bitboard attacked = B->attacked[0];
+        Bitboard occ_without = occ & ~bit(k);
+        Bitboard enemy_king = bit(O->king);
+        if ((rights & bit(k + 3)) && !(occ & (bit(k + 1) | bit(k + 2))) && !(attacked & (bit(k + 1) | bit(k + 2)))) {
+            Move m = Move((k + 2) | (k << 6) | (1 << 12));
+            if (getRookMoves(occ_without, k + 1) & enemy_king) m |= CHECK;
+            list[n++] = m;
+        }
+        if ((rights & bit(k - 4)) && !(occ & (bit(k - 1) | bit(k - 2) | bit(k - 3))) &&
+            !(attacked & (bit(k - 1) | bit(k - 2)))) {
+            Move m = Move((k - 2) | (k << 6) | (1 << 12));
+            if (getRookMoves(occ_without, k - 1) & enemy_king) m |= CHECK;
+            list[n++] = m;
+        }
+    }
+
+    void run() {
+        Bitboard targets;
+        switch (mode) {
+        case GEN_CAPTURES: targets = O->pieces[0]; break;
+        case GEN_RECAPTURES: targets = ply_index ? bit(moveTo(plies[ply_index - 1].move)) : 0; break;
+        default: targets = ~P->pieces[0];
+        }
+        if (A->checkers & (A->checkers - 1)) {
+            king(targets);
+            return;
+        }
+        bool white = P->info->colour == WHITE;
+        Bitboard seventh = white ? 0x00ff000000000000ULL : 0x000000000000ff00ULL;
+        int forward = white ? 8 : -8;
+        Bitboard occ = ply->occupancy;
+        Bitboard evasions = A->evasions;
+        int c = P->info->colour;
+
+        FOR_EACH_SQUARE(from, P->pieces[PAWN] & seventh) {
+            Bitboard d = O->pieces[0] & pawn_attacks[c][from];
+            if (!(occ & bit(from + forward))) d |= bit(from + forward);
+            promotions(from, d & evasions);
+        }
+        if (ply->en_passant) enPassant();
+
+        Bitboard third = white ? 0x0000000000ff0000ULL : 0x0000ff0000000000ULL;
+        FOR_EACH_SQUARE(from, P->pieces[PAWN] & ~seventh) {
+            Bitboard d = occ & pawn_attacks[c][from];
+            int push = from + forward;
+            if (!(occ & bit(push))) {
+                d |= bit(push);
+                if ((bit(push) & third) && !(occ & bit(push + forward))) d |= bit(push + forward);
+            }
+            FOR_EACH_SQUARE(to, d & targets & evasions) add(from, to, PAWN);
+        }
+        FOR_EACH_SQUARE(from, P->pieces[KNIGHT])
+            FOR_EACH_SQUARE(to, knight_attacks[from] & targets & evasions) add(from, to, KNIGHT);
+        for (int t = BISHOP; t <= QUEEN; t++)
+            FOR_EACH_SQUARE(from, P->pieces[t])
+                FOR_EACH_SQUARE(to, ply->attacks_from[from] & targets & evasions) add(from, to, t);
+        king(targets);
+        if (mode == GEN_ALL && !A->checkers && (ply->castling & bit(k))) castling();
+    }
+};
+} // namespace
+
+void generateMoves(int mode) {
+    Ply* ply = curr_ply;
+    Generator g{ply, ply->player, ply->opponent, ply->player->attacks, ply->opponent->attacks,
+                ply->player->king, ply->opponent->king, mode, ply->moves, 0};
+    g.run();
+    ply->generated = g.n;
+}

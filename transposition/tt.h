@@ -1,0 +1,25 @@
+// The transposition table: 16-byte entries in buckets of four, aged by piece count.
+#pragma once
+#include <cstdint>
+#include "../engine/board.h"
+
+#pragma pack(push, 1)
+struct TTEntry {
+    uint64_t key;
+    uint8_t info;  // (pieces << 2) | bound; 0 marks an empty entry
+    uint8_t depth;
+    int16_t score;
+    uint32_t move;
+};
+#pragma pack(pop)
+static_assert(sizeof(TTEntry) == 16, "entries are packed to 16 bytes");
+
+void createTT(int size_mb);
+void freeTT();
+void clearTT();
+uint64_t hashfull();
+TTEntry* ttBucket(uint64_t key);
+void setRootPieces(int n);
+uint64_t probeTT(Ply* ply);
+Move probeMove(uint64_t key);
+void storeTT(uint64_t key, uint32_t pieces, uint8_t depth, int alpha, int beta, Move move, int score);
