@@ -1,0 +1,120 @@
+// Move words, list order and flag bits of the generator, in all four modes.
+#include <gtest/gtest.h>
+#include <string>
+#include "tests/position_fixture.h"
+#include "engine/movegen.h"
+
+namespace {
+// The moves of the current position in generation order, as UCI words.
+std::string moveList(int mode = GEN_ALL) {
+    computeAttacks();
+    generateMoves(mode);
+    std::string text;
+    for (int i = 0; i < curr_ply->generated; i++) text += (i ? " " : "") + uciMoveText(curr_ply->moves[i]);
+    return text;
+}
+
+Move find(const char* uci) {
+    computeAttacks();
+    generateMoves(GEN_ALL);
+    for (int i = 0; i < curr_ply->generated; i++)
+        if (uciMoveText(curr_ply->moves[i]) == uci) return curr_ply->moves[i];
+    return 0;
+}
+} // namespace
+
+TEST(MoveGen, MoveWords) {
+    setUp(START_FEN);
+    EXPECT_EQ(find("e2e4"), 0x631cu);
+    EXPECT_EQ(find("g1f3"), 0x5195u);
+    EXPECT_EQ(find("e2e4") ^ MIRROR_BLACK, find("e2e4") - 0x631c + makeMoveWord(52, 36, PAWN));
+    setUp(START_FEN, "e2e4 d7d5");
+    EXPECT_EQ(find("e4d5"), 0x106723u);
+    EXPECT_EQ(find("f1b5"), 0x44161u);
+    EXPECT_EQ(find("e4e5"), 0x26724u);
+    setUp("4k3/P7/8/8/8/8/8/4K3 w - - 0 1");
+    computeAttacks();
+    generateMoves(GEN_ALL);
+    EXPECT_EQ(curr_ply->moves[0], 0x5046c38u);
+    EXPECT_EQ(curr_ply->moves[1], 0x4046c38u);
+    EXPECT_EQ(curr_ply->moves[2], 0x3006c38u);
+    EXPECT_EQ(curr_ply->moves[3], 0x2006c38u);
+}
+
+TEST(MoveGen, ListOrder) {
+    setUp(START_FEN);
+    EXPECT_EQ(moveList(), "a2a3 a2a4 b2b3 b2b4 c2c3 c2c4 d2d3 d2d4 e2e3 e2e4 f2f3 f2f4 g2g3 g2g4 h2h3 h2h4 "
+                          "b1a3 b1c3 g1f3 g1h3");
+    // Promotions first (per destination: queen, rook, bishop, knight), en passant, pawns, pieces,
+    // king, then castling king-side before queen-side.
+    setUp("r3k2r/1P6/8/3pP3/8/8/8/R3K2R w KQkq d6 0 1");
+    std::string list = moveList();
+    EXPECT_EQ(list.substr(0, 48), "b7a8q b7a8r b7a8b b7a8n b7b8q b7b8r b7b8b b7b8n ");
+    EXPECT_EQ(list.substr(48, 12), "e5d6 e5e6 a1");
+    EXPECT_EQ(list.substr(list.size() - 9), "e1g1 e1c1");
+}
+
+TEST(MoveGen, LegalityRules) {
+    // En passant that would expose the king along the rank is not generated.
+    setUp("8/8/8/K2pP2r/8/8/8/7k w - d6 0 1");
+    EXPECT_EQ(moveList().find("e5d6"), std::string::npos);
+    // En passant that removes a checking pawn is.
+    setUp("8/8/8/3pP3/4K3/8/8/7k w - d6 0 1");
+    EXPECT_NE(moveList().find("e5d6"), std::string::npos);
+    // Double check: king moves only, not back along the checking line, not onto a defended checker.
+    setUp("4r2k/8/8/8/8/5n2/8/4K3 w - - 0 1");
+    EXPECT_EQ(moveList(), "e1d1 e1f1 e1f2");
+    setUp("7k/8/8/8/8/8/8/r3K3 w - - 0 1");
+    EXPECT_EQ(moveList(), "e1d2 e1e2 e1f2");
+    // Castling: not in check, not through an attacked square, not with a piece between;
+    // queen-side needs b1 empty but not unattacked.
+    setUp("1r2k3/8/8/8/8/8/8/R3K2R w KQ - 0 1");
+    EXPECT_NE(moveList().find("e1c1"), std::string::npos);
+    setUp("4k3/8/8/8/8/8/5r2/R3K2R w KQ - 0 1");
+    EXPECT_EQ(moveList().find("e1g1"), std::string::npos);
+    setUp("4k3/8/8/8/8/8/8/RN2K1NR w KQ - 0 1");
+    EXPECT_EQ(moveList().find("e1g1"), std::string::npos);
+    EXPECT_EQ(moveList().find("e1c1"), std::string::npos);
+    setUp("4k3/8/8/8/8/8/8/R3K2r w Q - 0 1");
+    EXPECT_EQ(moveList().find("e1c1"), std::string::npos);
+    // A pinned bishop moves along the pin and may take the pinner; a pinned knight cannot move.
+    setUp("4k3/8/8/8/7b/8/5B2/4K3 w - - 0 1");
+    EXPECT_EQ(moveList().substr(0, 9), "f2g3 f2h4");
+    setUp("4k3/4r3/8/8/8/8/4N3/4K3 w - - 0 1");
+    EXPECT_EQ(moveList().find("e2"), std::string::npos);
+}
+
+TEST(MoveGen, FlagsAndModes) {
+    // Mode 1 keeps flagged moves only: checks, captures, escapes, advanced pawns, promotions.
+    setUp("4k3/8/8/8/8/8/8/4K1N1 w - - 0 1");
+    EXPECT_EQ(moveList(GEN_TACTICAL), "");
+    setUp("4k3/8/8/8/4N3/8/8/4K3 w - - 0 1");
+    EXPECT_EQ(moveList(GEN_TACTICAL), "e4d6 e4f6");
+    EXPECT_TRUE(find("e4d6") & CHECK);
+    // Mode 2: captures and promotions without capture.
+    setUp("3rk3/2P5/8/8/8/8/8/4K3 w - - 0 1");
+    EXPECT_EQ(moveList(GEN_CAPTURES), "c7c8q c7c8r c7c8b c7c8n c7d8q c7d8r c7d8b c7d8n");
+    // Mode 3 at the root: only promotions and en passant captures.
+    setUp("4k3/2P5/8/3pP3/8/8/8/R3K3 w - d6 0 1");
+    EXPECT_EQ(moveList(GEN_RECAPTURES), "c7c8q c7c8r c7c8b c7c8n e5d6");
+    // Mode 3 after a capture: only moves to that square.
+    setUp("4k3/8/8/3p4/4P3/2N5/8/4K3 b - - 0 1", "d5e4");
+    EXPECT_EQ(moveList(GEN_RECAPTURES), "c3e4");
+    // Direct and discovered check together.
+    setUp("4k3/8/8/8/8/8/4N3/4R1K1 w - - 0 1");
+    Move m = find("e2d4");
+    EXPECT_TRUE(m & DISCOVERED_CHECK);
+    EXPECT_FALSE(m & CHECK);
+    m = find("e2f4");
+    EXPECT_TRUE(m & DISCOVERED_CHECK);
+    setUp("4k3/8/8/8/8/8/4N3/4R1K1 w - - 0 1");
+    EXPECT_TRUE((find("e2d4") & (CHECK | DISCOVERED_CHECK)) == DISCOVERED_CHECK);
+    setUp("4k3/8/8/8/8/8/4B3/4R1K1 w - - 0 1");
+    EXPECT_EQ(find("e2b5") & (CHECK | DISCOVERED_CHECK), CHECK | DISCOVERED_CHECK);
+    // Advanced pawns: in the far half, or passed.
+    setUp("4k3/8/8/4P3/8/8/P7/4K3 w - - 0 1");
+    EXPECT_TRUE(find("e5e6") & ADVANCED_PAWN);
+    EXPECT_TRUE(find("a2a3") & ADVANCED_PAWN);
+    setUp("4k3/1p6/8/8/8/8/P7/4K3 w - - 0 1");
+    EXPECT_FALSE(find("a2a3") & ADVANCED_PAWN);
+}
