@@ -115,19 +115,35 @@ struct Generator {
     Move* list;
     int n;
 
-    // One destination of an ordinary move: legality of pinned pieces, then the ordering flags.
-    void add(int from, int d, int type) {
-        if ((A->pinned & bit(from)) && !(line_masks[k] & line_masks[d] & line_masks[from])) return;
-        Move m = Move(d | (from << 6) | ((7 - type) << 12));
-        if (ply->occupancy & bit(d)) m |= Move(pieceTypeOn(ply, d)) << 20;
-        if (B->check_squares[type] & bit(d)) m |= CHECK;
-        if ((A->discoverers & bit(from)) && !(line_masks[d] & line_masks[from] & line_masks[kO]))
-            m |= DISCOVERED_CHECK;
-        if ((B->attacked[0] & bit(from)) && !(A->attacked[0] & bit(from)) && !(B->attacked[0] & bit(d)))
-            m |= ESCAPE;
-        if (type == PAWN && ((P->info->far_half | P->passed) & bit(from))) m |= ADVANCED_PAWN;
-        if (mode == GEN_TACTICAL && !(m & ORDER_MASK)) return;
-        list[n++] = m;
+    // The type of the enemy piece on a square (never a king: it cannot be captured).
+    int capturedOn(int d) const {
+        Bitboard b = bit(d);
+        for (int t = PAWN; t < KING; t++)
+            if (O->pieces[t] & b) return t;
+        return EMPTY;
+    }
+
+    // Ordinary moves of one piece: legality of a pinned piece, then the ordering flags. What depends
+    // only on the origin square is settled once for all destinations.
+    void add(int from, Bitboard destinations, int type) {
+        Bitboard from_bit = bit(from);
+        Move base = Move((from << 6) | ((7 - type) << 12));
+        if (type == PAWN && ((P->info->far_half | P->passed) & from_bit)) base |= ADVANCED_PAWN;
+        bool pinned = A->pinned & from_bit;
+        bool discoverer = A->discoverers & from_bit;
+        Bitboard escapes = ((B->attacked[0] & from_bit) && !(A->attacked[0] & from_bit)) ? ~B->attacked[0] : 0;
+        Bitboard checks = B->check_squares[type];
+        Bitboard enemies = O->pieces[0];
+        FOR_EACH_SQUARE(d, destinations) {
+            if (pinned && !(line_masks[k] & line_masks[d] & line_masks[from])) continue;
+            Move m = base | Move(d);
+            if (enemies & bit(d)) m |= Move(capturedOn(d)) << 20;
+            m |= Move((checks >> d) & 1) << 18;
+            if (discoverer && !(line_masks[d] & line_masks[from] & line_masks[kO])) m |= DISCOVERED_CHECK;
+            m |= Move((escapes >> d) & 1) << 17;
+            if (mode == GEN_TACTICAL && !(m & ORDER_MASK)) continue;
+            list[n++] = m;
+        }
     }
 
     void promotions(int from, Bitboard destinations) {
@@ -135,7 +151,7 @@ struct Generator {
         Bitboard enemy_king = bit(O->king);
         FOR_EACH_SQUARE(d, destinations) {
             if ((A->pinned & bit(from)) && !(line_masks[k] & line_masks[d] & line_masks[from])) continue;
-            Move base = Move(d | (from << 6) | (6 << 12)) | (Move(pieceTypeOn(ply, d)) << 20);
+            Move base = Move(d | (from << 6) | (6 << 12)) | (Move(capturedOn(d)) << 20);
             if ((A->discoverers & bit(from)) && !(line_masks[d] & line_masks[from] & line_masks[kO]))
                 base |= DISCOVERED_CHECK;
             const Bitboard reach[4] = {getQueenMoves(occ_without, d), getRookMoves(occ_without, d),
@@ -170,7 +186,7 @@ struct Generator {
             FOR_EACH_SQUARE(s, A->checkers & (O->pieces[BISHOP] | O->pieces[QUEEN]))
                 forbidden |= getBishopMoves(occ_without, s);
         }
-        FOR_EACH_SQUARE(d, king_attacks[k] & targets & ~forbidden) add(k, d, KING);
+        add(k, king_attacks[k] & targets & ~forbidden, KING);
     }
 
     void castling() {
@@ -225,13 +241,11 @@ struct Generator {
                 d |= bit(push);
                 if ((bit(push) & third) && !(occ & bit(push + forward))) d |= bit(push + forward);
             }
-            FOR_EACH_SQUARE(to, d & targets & evasions) add(from, to, PAWN);
+            add(from, d & targets & evasions, PAWN);
         }
-        FOR_EACH_SQUARE(from, P->pieces[KNIGHT])
-            FOR_EACH_SQUARE(to, knight_attacks[from] & targets & evasions) add(from, to, KNIGHT);
+        FOR_EACH_SQUARE(from, P->pieces[KNIGHT]) add(from, knight_attacks[from] & targets & evasions, KNIGHT);
         for (int t = BISHOP; t <= QUEEN; t++)
-            FOR_EACH_SQUARE(from, P->pieces[t])
-                FOR_EACH_SQUARE(to, ply->attacks_from[from] & targets & evasions) add(from, to, t);
+            FOR_EACH_SQUARE(from, P->pieces[t]) add(from, ply->attacks_from[from] & targets & evasions, t);
         king(targets);
         if (mode == GEN_ALL && !A->checkers && (ply->castling & bit(k))) castling();
     }
