@@ -1,7 +1,10 @@
 // The feature vector: known vectors of small positions, the square sets behind them, the
 // stalemate zeroing and colour symmetry over many real positions.
+#include <algorithm>
 #include <map>
 #include "tests/evaluation_fixture.h"
+#include "engine/attacks.h"
+#include "sliders/sliders.h"
 #include "evaluation/evaluation.h"
 
 namespace {
@@ -128,4 +131,159 @@ TEST(Features, ColourMirrorGivesTheSameVectorAndScore) {
         checked++;
     }
     EXPECT_GE(checked, 900);
+}
+
+// An independent, slow computation of the vector from the pieces alone: attack sets, pins,
+// checking squares and pawn structure worked out square by square, then each feature by its
+// definition. It cross-checks the features together with the attack information they read.
+namespace {
+struct SlowSide {
+    int colour;
+    Bitboard pieces[7];
+    int king;
+    Bitboard att[7];
+    Bitboard pinned, checks, passed, not_passed, doubled, isolated;
+};
+
+Bitboard slowAttacks(int colour, int type, int s, Bitboard occupancy) {
+    switch (type) {
+    case PAWN: return pawn_attacks[colour][s];
+    case KNIGHT: return knight_attacks[s];
+    case BISHOP: return getBishopMoves(occupancy, s);
+    case ROOK: return getRookMoves(occupancy, s);
+    case QUEEN: return getQueenMoves(occupancy, s);
+    default: return king_attacks[s];
+    }
+}
+
+SlowSide slowSide(const Side* me, const Side* enemy, int colour) {
+    SlowSide r{};
+    r.colour = colour;
+    for (int t = 0; t < 7; t++) r.pieces[t] = me->pieces[t];
+    r.king = lsb(me->pieces[KING]);
+    Bitboard occupancy = me->pieces[0] | enemy->pieces[0];
+    for (int s = 0; s < 64; s++)
+        for (int t = PAWN; t <= KING; t++)
+            if (me->pieces[t] & bit(s)) {
+                r.att[t] |= slowAttacks(colour, t, s, occupancy);
+                r.att[0] |= slowAttacks(colour, t, s, occupancy);
+            }
+    // Pins: walk out from the king; an own piece followed by an enemy slider of that line.
+    const int dirs[8][2] = {{0, 1}, {1, 0}, {0, -1}, {-1, 0}, {1, 1}, {1, -1}, {-1, 1}, {-1, -1}};
+    for (int d = 0; d < 8; d++) {
+        int f = r.king % 8, k = r.king / 8, first = -1;
+        Bitboard sliders = enemy->pieces[QUEEN] | enemy->pieces[d < 4 ? ROOK : BISHOP];
+        for (f += dirs[d][0], k += dirs[d][1]; f >= 0 && f < 8 && k >= 0 && k < 8; f += dirs[d][0], k += dirs[d][1]) {
+            Bitboard b = bit(8 * k + f);
+            if (!(occupancy & b)) continue;
+            if (first < 0 && (me->pieces[0] & b)) {
+                first = 8 * k + f;
+                continue;
+            }
+            if (first >= 0 && (sliders & b)) r.pinned |= bit(first);
+            break;
+        }
+    }
+    if (enemy->pieces[PAWN]) r.checks |= pawn_attacks[colour][r.king];
+    if (enemy->pieces[KNIGHT]) r.checks |= knight_attacks[r.king];
+    if (enemy->pieces[BISHOP] | enemy->pieces[QUEEN]) r.checks |= getBishopMoves(occupancy, r.king);
+    if (enemy->pieces[ROOK] | enemy->pieces[QUEEN]) r.checks |= getRookMoves(occupancy, r.king);
+    // Pawn structure.
+    for (int s = 0; s < 64; s++) {
+        if (!(me->pieces[PAWN] & bit(s))) continue;
+        bool passed = true, doubled = false, isolated = true;
+        for (int t = 0; t < 64; t++) {
+            bool ahead = colour == WHITE ? t / 8 > s / 8 : t / 8 < s / 8;
+            int df = t % 8 - s % 8;
+            if (ahead && df >= -1 && df <= 1 && (enemy->pieces[PAWN] & bit(t))) passed = false;
+            if (ahead && df == 0 && (me->pieces[PAWN] & bit(t))) doubled = true;
+            if ((df == -1 || df == 1) && (me->pieces[PAWN] & bit(t))) isolated = false;
+        }
+        (passed ? r.passed : r.not_passed) |= bit(s);
+        if (doubled) r.doubled |= bit(s);
+        if (isolated) r.isolated |= bit(s);
+    }
+    return r;
+}
+
+int relativeRank(int colour, int s) { return colour == WHITE ? s / 8 + 1 : 8 - s / 8; }
+int countOnRank(Bitboard b, int colour, int r) {
+    int n = 0;
+    for (int s = 0; s < 64; s++) n += (b & bit(s)) && relativeRank(colour, s) == r;
+    return n;
+}
+int ring(int s) { return std::min(s % 8, 7 - s % 8) + std::min(s / 8, 7 - s / 8); }
+int countInRing(Bitboard b, int d) {
+    int n = 0;
+    for (int s = 0; s < 64; s++) n += (b & bit(s)) && ring(s) == d;
+    return n;
+}
+// Files c-f of the colour's own relative ranks 3 and 4.
+Bitboard ownCentre(int colour) {
+    Bitboard b = 0;
+    for (int s = 0; s < 64; s++)
+        if (s % 8 >= 2 && s % 8 <= 5 && (relativeRank(colour, s) == 3 || relativeRank(colour, s) == 4)) b |= bit(s);
+    return b;
+}
+
+std::vector<int> slowFeatures(const Ply* ply) {
+    int pc = ply->player->info->colour;
+    SlowSide P = slowSide(ply->player, ply->opponent, pc), O = slowSide(ply->opponent, ply->player, 1 - pc);
+    std::vector<int> f(NUM_FEATURES);
+    int pm = popcount(P.pieces[0]), om = popcount(O.pieces[0]);
+    f[0] = pm - om;
+    f[1] = (pm == 1) - (om == 1);
+    for (int k = 0; k < 6; k++) {
+        f[2 + 2 * k] = countOnRank(P.not_passed, P.colour, k + 2) - countOnRank(O.not_passed, O.colour, k + 2);
+        f[3 + 2 * k] = countOnRank(P.passed, P.colour, k + 2) - countOnRank(O.passed, O.colour, k + 2);
+    }
+    for (int j = 0; j < 5; j++)
+        for (int d = 0; d < 7; d++) f[14 + 7 * j + d] = countInRing(P.pieces[KNIGHT + j], d) - countInRing(O.pieces[KNIGHT + j], d);
+    for (int i = 0; i < 6; i++)
+        for (int j = 0; j < 5; j++) {
+            f[49 + 10 * i + 2 * j] = popcount(O.pieces[1 + j] & P.att[1 + i]) - popcount(P.pieces[1 + j] & O.att[1 + i]);
+            f[50 + 10 * i + 2 * j] = popcount(O.pieces[1 + j] & O.att[1 + i]) - popcount(P.pieces[1 + j] & P.att[1 + i]);
+        }
+    Bitboard empty = ~(P.pieces[0] | O.pieces[0]);
+    auto pushes = [](const SlowSide& s) {
+        Bitboard b = 0;
+        for (int q = 0; q < 64; q++)
+            if (s.pieces[PAWN] & bit(q)) b |= bit(s.colour == WHITE ? q + 8 : q - 8);
+        return b;
+    };
+    f[109] = popcount(pushes(P) & empty & ~O.att[0]) - popcount(pushes(O) & empty & ~P.att[0]);
+    for (int j = 0; j < 5; j++)
+        f[110 + j] = popcount(P.att[KNIGHT + j] & empty & ~O.att[0]) - popcount(O.att[KNIGHT + j] & empty & ~P.att[0]);
+    f[115] = popcount(P.doubled) - popcount(O.doubled);
+    f[116] = popcount(P.isolated) - popcount(O.isolated);
+    for (int j = 0; j < 5; j++) f[117 + j] = popcount(P.pieces[1 + j] & P.pinned) - popcount(O.pieces[1 + j] & O.pinned);
+    for (int t = 1; t <= 6; t++)
+        f[122] += popcount(P.pieces[t] & ownCentre(P.colour)) + popcount(P.att[t] & ownCentre(P.colour)) -
+                  popcount(O.pieces[t] & ownCentre(O.colour)) - popcount(O.att[t] & ownCentre(O.colour));
+    auto cover = [](const SlowSide& s) { return s.pieces[0] | s.att[1] | s.att[2] | s.att[3] | s.att[4] | s.att[5]; };
+    f[123] = popcount(cover(P) & king_attacks[P.king]) - popcount(cover(O) & king_attacks[O.king]);
+    auto support = [](const SlowSide& s) { return s.att[1] | s.att[2] | s.att[3] | s.att[4] | s.att[6]; };
+    f[124] = popcount(O.att[5] & king_attacks[P.king] & support(O)) - popcount(P.att[5] & king_attacks[O.king] & support(P));
+    const int value[6] = {0, 100, 300, 300, 500, 900};
+    for (int t = 1; t <= 5; t++)
+        f[125] += value[t] * (popcount(O.att[t] & king_attacks[P.king]) - popcount(P.att[t] & king_attacks[O.king]));
+    f[126] = popcount(P.checks) - popcount(O.checks);
+    if (pm == 1 && !(king_attacks[P.king] & ~O.att[0])) std::fill(f.begin(), f.end(), 0);
+    return f;
+}
+} // namespace
+
+TEST(Features, AgreeWithASlowComputationFromThePieces) {
+    std::vector<std::string> fens = samplePositions(1999, 500);
+    if (fens.empty()) GTEST_SKIP() << "no training positions in " VIREO_SHARED_DIR "/training";
+    for (const char* fen : {"rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq e3 0 1",
+                            "4k3/8/2p5/3q4/5N2/8/8/4K3 w - - 0 1", "7k/5K2/6Q1/8/8/8/P7/8 b - - 0 1",
+                            "r3k2r/pp3ppp/8/3pP3/8/8/PP3PPP/R3K2R w Kq d6 0 12",
+                            "4k3/4r3/8/1b6/8/3N4/4B3/R3K3 w - - 0 1", "3qk3/8/8/8/Q7/8/3R4/3K4 b - - 0 1"})
+        fens.push_back(fen);
+    for (const std::string& fen : fens) {
+        std::vector<int> fast = featuresOf(fen.c_str());
+        std::vector<int> slow = slowFeatures(curr_ply);
+        for (int i = 0; i < NUM_FEATURES; i++) EXPECT_EQ(fast[i], slow[i]) << "feature " << i << " of " << fen;
+    }
 }
