@@ -47,15 +47,27 @@ int modelScore(const int* features, int men, float class_term) {
     const float* w = eval_weights[men - MIN_MODEL_MEN];
     // 32 blocks of four: the last block holds features 124..126 and the constant term's slot,
     // whose feature lane is masked off; the constant term is added on its own.
+    static_assert(MODEL_WEIGHTS % 16 == 0);
 #if defined(__SSE2__)
-    __m128 sum = _mm_setzero_ps();
-    for (int i = 0; i < MODEL_WEIGHTS - 4; i += 4) {
+    auto block = [&](int i) {
         __m128 f = _mm_cvtepi32_ps(_mm_loadu_si128(reinterpret_cast<const __m128i*>(features + i)));
-        sum = _mm_add_ps(sum, _mm_mul_ps(f, _mm_loadu_ps(w + i)));
+        return _mm_mul_ps(f, _mm_loadu_ps(w + i));
+    };
+    // Four accumulators keep the additions out of one long dependency chain.
+    __m128 a0 = block(0), a1 = block(4), a2 = block(8), a3 = block(12);
+    for (int i = 16; i < MODEL_WEIGHTS - 16; i += 16) {
+        a0 = _mm_add_ps(a0, block(i));
+        a1 = _mm_add_ps(a1, block(i + 4));
+        a2 = _mm_add_ps(a2, block(i + 8));
+        a3 = _mm_add_ps(a3, block(i + 12));
     }
+    a0 = _mm_add_ps(a0, block(MODEL_WEIGHTS - 16));
+    a1 = _mm_add_ps(a1, block(MODEL_WEIGHTS - 12));
+    a2 = _mm_add_ps(a2, block(MODEL_WEIGHTS - 8));
     const __m128i keep = _mm_set_epi32(0, -1, -1, -1);
     __m128i last = _mm_and_si128(_mm_loadu_si128(reinterpret_cast<const __m128i*>(features + MODEL_WEIGHTS - 4)), keep);
-    sum = _mm_add_ps(sum, _mm_mul_ps(_mm_cvtepi32_ps(last), _mm_loadu_ps(w + MODEL_WEIGHTS - 4)));
+    a3 = _mm_add_ps(a3, _mm_mul_ps(_mm_cvtepi32_ps(last), _mm_loadu_ps(w + MODEL_WEIGHTS - 4)));
+    __m128 sum = _mm_add_ps(_mm_add_ps(a0, a1), _mm_add_ps(a2, a3));
     // Horizontal sum of the four lanes.
     __m128 high = _mm_movehl_ps(sum, sum);
     sum = _mm_add_ps(sum, high);
