@@ -14,6 +14,24 @@ struct TTEntry {
 #pragma pack(pop)
 static_assert(sizeof(TTEntry) == 16, "entries are packed to 16 bytes");
 
+// The single process-wide table. `mask` is count - 4, so key & mask is the first entry of a bucket.
+struct TranspositionTable {
+    TTEntry* entries;
+    uint64_t count;
+    uint64_t used;
+    uint64_t mask;
+    int32_t root_pieces;
+};
+extern TranspositionTable transposition;
+
+enum { BOUND_UPPER = 1, BOUND_LOWER = 2, BOUND_EXACT = 3 };
+
+// Fields of the word that probeTT returns.
+inline int probeBound(uint64_t p) { return int(p & 3); }
+inline int probeDepth(uint64_t p) { return int((p >> 8) & 0xff); }
+inline int probeScore(uint64_t p) { return int16_t(p >> 16); }
+inline Move probeHashMove(uint64_t p) { return Move(p >> 32); }
+
 void createTT(int size_mb);
 void freeTT();
 void clearTT();

@@ -1,0 +1,77 @@
+// Move ordering: the comparators that pick the next move to try, the tables they read,
+// and the staged move picker of the quiescence search.
+#pragma once
+#include <cstdint>
+#include "board.h"
+
+extern int32_t history[2][8][64];   // colour to move, 7 - moving piece, to square
+extern uint64_t root_nodes[4096];   // nodes spent below each root move, by from and to squares
+extern uint8_t centre[64];
+extern uint8_t centrality[4096];    // by from and to squares: central targets first, then outlying origins
+
+void initCentrality();
+
+inline uint32_t tacticalPart(Move m) { return m & ORDER_MASK; }
+inline int32_t& historyEntry(int colour, Move m) { return history[colour][(m >> 12) & 7][m & 63]; }
+
+// Adds to a history entry; when the entry would pass +-2^30 the whole table is halved first.
+void addHistory(int colour, Move m, int delta);
+
+// The comparators answer whether c should replace the current choice b.
+inline bool betterPlain(Move c, Move b, uint32_t mirror) { return int32_t(c ^ mirror) > int32_t(b ^ mirror); }
+
+inline bool better(Move c, Move b, int colour, uint32_t mirror) {
+    uint32_t tc = tacticalPart(c), tb = tacticalPart(b);
+    if (tc != tb) return tc > tb;
+    if (!tc) {
+        int32_t hc = historyEntry(colour, c), hb = historyEntry(colour, b);
+        if (hc != hb) return hc > hb;
+    }
+    if (centrality[c & 0xfff] != centrality[b & 0xfff]) return centrality[c & 0xfff] > centrality[b & 0xfff];
+    return betterPlain(c, b, mirror);
+}
+
+inline bool betterAtRoot(Move c, Move b, int colour, uint32_t mirror) {
+    if ((c ^ b) & HASH_MOVE) return c & HASH_MOVE;
+    if (root_nodes[c & 0xfff] != root_nodes[b & 0xfff]) return root_nodes[c & 0xfff] > root_nodes[b & 0xfff];
+    return better(c, b, colour, mirror);
+}
+
+enum { ORDER_PLAIN, ORDER_INNER, ORDER_ROOT };
+
+// Swaps the best of moves[i..count-1] into place i; a later move takes over only when strictly better.
+template <int ORDER>
+inline void selectMove(Move* moves, int i, int count, int colour, uint32_t mirror) {
+    int choice = i;
+    for (int j = i + 1; j < count; j++) {
+        bool takes_over = ORDER == ORDER_PLAIN   ? betterPlain(moves[j], moves[choice], mirror)
+                          : ORDER == ORDER_INNER ? better(moves[j], moves[choice], colour, mirror)
+                                                 : betterAtRoot(moves[j], moves[choice], colour, mirror);
+        if (takes_over) choice = j;
+    }
+    Move m = moves[choice];
+    moves[choice] = moves[i];
+    moves[i] = m;
+}
+
+// Orders the current ply's list at place i.
+template <int ORDER>
+inline Move selectMove(int i) {
+    Ply* ply = curr_ply;
+    selectMove<ORDER>(ply->moves, i, ply->generated, ply->player->info->colour, ply->mirror);
+    return ply->moves[i];
+}
+
+// The quiescence search's picker: the hash move before any generation, then the list best first.
+struct MovePicker {
+    uint32_t stage; // 0 hash move pending, 1 list to generate, 2 picking from the list, 3 exhausted
+    Move tt_move;
+    uint32_t gen_mode;
+    int32_t index;
+};
+
+void initPicker(MovePicker* picker, int ply, int depth, uint32_t in_check, Move hash_move);
+Move nextMove(MovePicker* picker);
+
+// Whether a table move can be played in the current position: castling and en passant never pass.
+bool hashMoveIsValid(Move m);

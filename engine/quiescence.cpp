@@ -1,0 +1,139 @@
+// Quiescence search: stand pat, then the hash move and tactical moves (captures only from the second
+// quiescence ply on), with delta pruning and an exchange test on the target square.
+#include <algorithm>
+#include "quiescence.h"
+#include "assertion.h"
+#include "attacks.h"
+#include "makemove.h"
+#include "movegen.h"
+#include "ordering.h"
+#include "record.h"
+#include "../sliders/sliders.h"
+#include "../transposition/tt.h"
+#include "../evaluation/evaluation.h"
+
+const int see_value[8] = {0, 100, 300, 300, 500, 900, 0, 0};
+
+bool exchangeLoses(Move m) {
+    const Ply* ply = curr_ply;
+    int from = moveFrom(m), to = moveTo(m);
+    Bitboard kings = ply->black.pieces[KING] | ply->white.pieces[KING];
+    if (king_attacks[to] & kings) return false;
+    if (ply->en_passant) return false;
+    const Side* sides[2] = {&ply->black, &ply->white};
+    Bitboard attackers[2];
+    for (int c = BLACK; c <= WHITE; c++) {
+        const Bitboard* p = sides[c]->pieces;
+        attackers[c] = (p[PAWN] & pawn_attacks[c ^ 1][to]) | (p[KNIGHT] & knight_attacks[to]) |
+                       ((p[BISHOP] | p[QUEEN]) & bishop_lines[to]) | ((p[ROOK] | p[QUEEN]) & rook_lines[to]);
+    }
+    Bitboard pawn_attackers = (ply->black.pieces[PAWN] | ply->white.pieces[PAWN]) & (attackers[0] | attackers[1]);
+    if (pawn_attackers && (bit(to) & (RANK_1 | RANK_8))) return false;
+    // A pinned attacker would make the count below wrong.
+    if ((attackers[BLACK] & ply->black.attacks->pinned) || (attackers[WHITE] & ply->white.attacks->pinned))
+        return false;
+
+    int mover = ply->player->info->colour;
+    Bitboard occ = ply->occupancy & ~bit(from) & ~bit(to);
+    attackers[mover] &= ~bit(from);
+    int balance = see_value[moveCaptured(m)];
+    int on_square = see_value[movePiece(m)];
+    int side = mover ^ 1;
+    for (;;) {
+        Bitboard candidates = attackers[side] & occ;
+        if (!candidates) break;
+        const Bitboard* p = sides[side]->pieces;
+        Bitboard diagonal = getBishopMoves(occ, to), straight = getRookMoves(occ, to);
+        int choice = -1, choice_value = 0;
+        FOR_EACH_SQUARE(square, candidates) {
+            Bitboard b = bit(square);
+            int attacker_type = (p[PAWN] & b) ? PAWN : (p[KNIGHT] & b) ? KNIGHT : (p[BISHOP] & b) ? BISHOP
+                                : (p[ROOK] & b) ? ROOK : (p[QUEEN] & b) ? QUEEN : (p[KING] & b) ? KING : 0;
+            VIREO_ASSERT(attacker_type);
+            int value;
+            switch (attacker_type) {
+            case PAWN: value = 100; break;
+            case KNIGHT: value = 300; break;
+            case BISHOP: if (!(diagonal & b)) continue; value = 300; break;
+            case ROOK: if (!(straight & b)) continue; value = 500; break;
+            case QUEEN: if (!((diagonal | straight) & b)) continue; value = 900; break;
+            default: value = 0; break;
+            }
+            if (choice < 0 || value < choice_value) choice = square, choice_value = value;
+        }
+        if (choice < 0) break;
+        int next = side == mover ? balance + on_square : balance - on_square;
+        if (balance < 0 && next < 0) return true;
+        if (balance > 0 && next > 0) return false;
+        occ &= ~bit(choice);
+        on_square = choice_value;
+        balance = next;
+        side ^= 1;
+    }
+    return balance < 0;
+}
+
+int quiescence(int ply, int depth, int alpha, int beta, uint32_t in_check) {
+    search.nodes++;
+    if (ply > MAX_DEPTH) return alpha;
+    if (ply > search.seldepth) search.seldepth = ply;
+    if (checkTime()) return 0;
+    if (drawByRule()) return 0;
+
+    uint64_t probe = probeTT(curr_ply);
+    if (beta - alpha <= 1) {
+        int bound = probeBound(probe), score = probeScore(probe);
+        if (bound == BOUND_EXACT || (bound == BOUND_LOWER && score >= beta) || (bound == BOUND_UPPER && score <= alpha))
+            return score;
+    }
+    int settled;
+    if (probeEndgame(curr_ply, &settled)) return settled;
+    computeAttacks();
+
+    MovePicker picker;
+    int best;
+    int delta_base = 0;
+    bool prune = false;
+    if (in_check) {
+        best = -INFINITE;
+        initPicker(&picker, ply, depth, in_check, probeHashMove(probe));
+    } else {
+        int stand_pat = evaluate(curr_ply);
+        if (stand_pat >= beta) return stand_pat;
+        best = stand_pat;
+        delta_base = stand_pat + 200;
+        initPicker(&picker, ply, depth, 0, probeHashMove(probe));
+        prune = beta - alpha <= 1 && !curr_ply->pawn_ending && !isMateScore(alpha);
+    }
+
+    Move best_move = 0;
+    int searched = 0;
+    while (Move m = nextMove(&picker)) {
+        int a = std::max(best, alpha);
+        int captured = moveCaptured(m);
+        if (prune && !(m & (CHECK | DISCOVERED_CHECK | PROMOTION_MASK)) && captured) {
+            if (delta_base + see_value[captured] < alpha) continue;
+            if (see_value[captured] < see_value[movePiece(m)] && exchangeLoses(m)) continue;
+        }
+        makeMove(m);
+        uint32_t gives_check = m & (CHECK | DISCOVERED_CHECK);
+        int s;
+        if (!searched) {
+            s = -quiescence(ply + 1, depth, -beta, -a, gives_check);
+        } else {
+            s = -quiescence(ply + 1, depth, -a - 1, -a, gives_check);
+            if (beta - alpha >= 2 && s > a) s = -quiescence(ply + 1, depth, -beta, -a, gives_check);
+        }
+        takeBack();
+        if (search.stop) return 0;
+        searched++;
+        if (s > best) {
+            best = s;
+            best_move = m;
+            if (s >= beta) break;
+        }
+    }
+    if (!searched) return in_check ? ply - MATE : best;
+    storeTT(curr_ply->key, popcount(curr_ply->occupancy), 0, alpha, beta, best_move, best);
+    return best;
+}

@@ -1,0 +1,12 @@
+// The search of captures and other tactical moves below the horizon.
+#pragma once
+#include <cstdint>
+#include "board.h"
+
+extern const int see_value[8];
+
+int quiescence(int ply, int depth, int alpha, int beta, uint32_t in_check);
+
+// The exchange test on the target square of a capture whose mover is worth more than its victim:
+// true when the capture loses material.
+bool exchangeLoses(Move m);

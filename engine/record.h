@@ -1,0 +1,58 @@
+// The search record shared by the driver and both searches, the score scale and its text,
+// the draw-by-rule test, the clock and input check, and the search output lines.
+#pragma once
+#include <cstdint>
+#include <string>
+#include "board.h"
+
+constexpr int MATE = 30000;
+constexpr int INFINITE = 60000;
+constexpr int MAX_DEPTH = 63;
+constexpr int MATE_BOUND = MATE - MAX_DEPTH; // 29937: scores from here on are mates
+
+enum { LIMIT_DEPTH = 0, LIMIT_TIME = 1, LIMIT_CLOCK = 2 };
+
+struct SearchRecord {
+    uint32_t limit;
+    int32_t depth;
+    uint64_t reserve;
+    uint64_t movetime;
+    int32_t curr_depth;
+    int32_t seldepth;
+    int32_t score;
+    Move bestmove;
+    uint32_t stop;
+    Move currmove;
+    int32_t currmovenumber;
+    uint64_t start; // clockMs() when the search began
+    uint64_t elapsed;
+    uint64_t nodes;
+    uint64_t nps;
+};
+
+extern SearchRecord search;
+
+inline bool isMateScore(int s) {
+    return (s >= MATE_BOUND || s <= -MATE_BOUND) && s != INFINITE && s != -INFINITE;
+}
+
+// "score mate N " or "score cp N ", with its trailing space.
+std::string scoreText(int score);
+
+// Two bare kings, the fifty-move rule, or the third occurrence of the position at curr_ply.
+bool drawByRule();
+
+// The clock and input test made every 10,000 nodes; returns search.stop.
+void checkTimeNow();
+inline uint32_t checkTime() {
+    if (search.nodes % 10000 == 0 && search.nodes) checkTimeNow();
+    return search.stop;
+}
+
+// The principal variation starting with `move`, read from the transposition table: each move
+// followed by one space.
+std::string pvText(Move move);
+void printPV(Move move);
+
+// The line printed after every completed root search.
+void printRootInfo(int score, int alpha, int beta);

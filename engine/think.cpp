@@ -1,0 +1,83 @@
+// Iterative deepening with aspiration bounds around the previous exact score.
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include "think.h"
+#include "alphabeta.h"
+#include "clock.h"
+#include "movegen.h"
+#include "notation.h"
+#include "record.h"
+#include "rootprobe.h"
+#include "../transposition/tt.h"
+
+namespace {
+void printFinalLines() {
+    if (isMateScore(search.score)) printf("info string Mate in %i half-moves !\n", MATE - std::abs(search.score));
+    printf("info %s\n", scoreText(search.score).c_str());
+    // Stopped before the first root move completed: the first move in search order still beats no move.
+    Move move = search.bestmove ? search.bestmove : curr_ply->moves[0];
+    printf("bestmove %s\n", uciMoveText(move).c_str());
+}
+} // namespace
+
+void think() {
+    search.start = clockMs();
+    if (drawByRule()) {
+        printf("info string Game over (draw) !\nbestmove 0000\n");
+        return;
+    }
+    Ply* root = curr_ply;
+    computeAttacks();
+    generateMoves(GEN_ALL);
+    uint32_t in_check = root->player->attacks->checkers != 0;
+    if (!root->generated) {
+        printf("info string Game over (%s) !\nbestmove 0000\n", in_check ? "mate" : "pat");
+        return;
+    }
+    if (root->generated == 1 && search.limit == LIMIT_CLOCK) {
+        printf("bestmove %s\n", uciMoveText(root->moves[0]).c_str());
+        return;
+    }
+    if (probeRoot(root, &search.bestmove, &search.score)) {
+        printFinalLines();
+        return;
+    }
+
+    setRootPieces(popcount(root->occupancy));
+    search.curr_depth = 1;
+    search.seldepth = 1;
+    int score = alphaBeta(0, 1, -INFINITE, INFINITE, in_check);
+    int last = score; // the previous exact result; 0 after a failed search
+    search.curr_depth = 2;
+    int alpha = -INFINITE, beta = INFINITE, failures = 0;
+    for (;;) {
+        if (isMateScore(last)) break;
+        if (search.limit == LIMIT_DEPTH && search.curr_depth > search.depth) break;
+        search.seldepth = search.curr_depth;
+        score = alphaBeta(0, search.curr_depth, alpha, beta, in_check);
+        if (search.stop) break;
+        if (score <= alpha || score >= beta) {
+            failures++;
+            last = 0;
+            if (failures <= 999) {
+                alpha = std::max(score - 10 * failures, -INFINITE);
+                beta = std::min(score + 10 * failures, INFINITE);
+            } else {
+                alpha = -INFINITE;
+                beta = INFINITE;
+            }
+        } else {
+            last = score;
+            search.curr_depth++;
+            alpha = std::max(score, -INFINITE + 10) - 10;
+            beta = std::min(score, INFINITE - 10) + 10;
+            failures = 0;
+            search.elapsed = clockMs() - search.start;
+            // Another iteration takes longer than all before it together: do not start one past half time.
+            if (search.limit == LIMIT_CLOCK && 2 * search.elapsed > search.movetime) break;
+        }
+        if (search.curr_depth > MAX_DEPTH) break;
+    }
+    printFinalLines();
+}

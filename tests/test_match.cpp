@@ -1,0 +1,259 @@
+// The match tool: its statistics, its reading of the command line, the draw rules it applies to the
+// referee's FEN, SAN for the PGN, and whole games between scripted engines that end by the rules or by
+// every kind of engine fault. The tool is one program; its main() is left out so its parts can be called.
+
+#define VIREO_MATCH_NO_MAIN
+#include "tools/match.cpp"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+
+namespace {
+
+using namespace vireo_match;
+
+const char* STOCKFISH = "/usr/games/stockfish";
+
+bool haveStockfish() {
+    return access(STOCKFISH, X_OK) == 0;
+}
+
+// Writing to an engine that died must give an error, not end the test process.
+struct IgnoreSigpipe {
+    void (*previous)(int) = signal(SIGPIPE, SIG_IGN);
+    ~IgnoreSigpipe() { signal(SIGPIPE, previous); }
+};
+
+TEST(Match, EloEstimate) {
+    EXPECT_DOUBLE_EQ(eloFromScore(0.5), 0.0);
+    EXPECT_NEAR(eloFromScore(0.75), 190.85, 0.01);
+    EXPECT_NEAR(eloFromScore(0.25), -190.85, 0.01);
+
+    // 30 wins, 40 draws, 30 losses: per-game deviation sqrt(0.15), 95% bounds 0.5 +- 0.0759.
+    EloEstimate even = estimateElo(30, 40, 30);
+    EXPECT_DOUBLE_EQ(even.score, 0.5);
+    EXPECT_NEAR(even.elo, 0.0, 1e-9);
+    EXPECT_NEAR(even.margin, 53.2, 0.1);
+    EXPECT_NEAR(even.los, 0.5, 1e-9);
+    EXPECT_EQ(formatElo(even), "+0.0 +/- 53.2");
+
+    EloEstimate ahead = estimateElo(60, 20, 20);
+    EXPECT_DOUBLE_EQ(ahead.score, 0.7);
+    EXPECT_NEAR(ahead.elo, 147.19, 0.01);
+    EXPECT_GT(ahead.los, 0.999);
+
+    // A clean sweep has no finite estimate; nor has an interval that reaches a score of 1.
+    EloEstimate sweep = estimateElo(10, 0, 0);
+    EXPECT_TRUE(std::isnan(sweep.elo));
+    EXPECT_EQ(formatElo(sweep), "+inf");
+    EXPECT_EQ(formatElo(estimateElo(0, 0, 4)), "-inf");
+    EXPECT_TRUE(std::isnan(estimateElo(9, 1, 0).margin));
+    EXPECT_DOUBLE_EQ(estimateElo(0, 0, 0).score, 0.5);
+}
+
+TEST(Match, CommandLine) {
+    int64_t base = 0, increment = 0;
+    EXPECT_TRUE(parseTimeControl("10+0.1", base, increment));
+    EXPECT_EQ(base, 10000);
+    EXPECT_EQ(increment, 100);
+    EXPECT_TRUE(parseTimeControl("2", base, increment));
+    EXPECT_EQ(base, 2000);
+    EXPECT_EQ(increment, 0);
+    EXPECT_FALSE(parseTimeControl("10+", base, increment));
+    EXPECT_FALSE(parseTimeControl("fast", base, increment));
+    EXPECT_FALSE(parseTimeControl("0+1", base, increment));
+
+    EXPECT_EQ(splitCommand("sh 'a b' \"c\\\"d\" e\\ f  ''"),
+              (std::vector<std::string>{"sh", "a b", "c\"d", "e f", ""}));
+
+    MatchConfig config;
+    EXPECT_EQ(parseArguments({"--engine1", "a", "--engine2", "b c", "--option2", "Skill Level=5", "--games", "10",
+                              "--tc", "1+0.01", "--concurrency", "2", "--resign", "800:4"},
+                             config),
+              "");
+    EXPECT_EQ(config.engines[1].command, "b c");
+    ASSERT_EQ(config.engines[1].options.size(), 1u);
+    EXPECT_EQ(config.engines[1].options[0].first, "Skill Level");
+    EXPECT_EQ(config.engines[1].options[0].second, "5");
+    EXPECT_EQ(config.games, 10);
+    EXPECT_EQ(config.base_ms, 1000);
+    EXPECT_EQ(config.increment_ms, 10);
+    EXPECT_EQ(config.concurrency, 2);
+    EXPECT_EQ(config.resign_cp, 800);
+    EXPECT_EQ(config.resign_moves, 4);
+
+    MatchConfig bad;
+    EXPECT_EQ(parseArguments({"--engine1", "a"}, bad), "both --engine1 and --engine2 are needed");
+    EXPECT_EQ(parseArguments({"--games", "0"}, bad), "bad number of games '0'");
+    EXPECT_EQ(parseArguments({"--option1", "Hash"}, bad), "bad option 'Hash' (expected Name=Value)");
+    EXPECT_EQ(parseArguments({"--frobnicate", "1"}, bad), "unknown argument '--frobnicate'");
+    EXPECT_EQ(parseArguments({"--tc"}, bad), "missing value after --tc");
+}
+
+TEST(Match, DrawRulesOnFen) {
+    EXPECT_TRUE(insufficientMaterial("8/8/4k3/8/8/3K4/8/8 w - - 0 1"));
+    EXPECT_TRUE(insufficientMaterial("8/8/4k3/8/8/3K4/8/6N1 w - - 0 1"));
+    EXPECT_TRUE(insufficientMaterial("8/8/4k3/8/8/3K4/8/5b2 b - - 0 1"));
+    // Bishops on c1 and f8 both stand on dark squares; c1 and c8 differ.
+    EXPECT_TRUE(insufficientMaterial("5b2/8/4k3/8/8/3K4/8/2B5 w - - 0 1"));
+    EXPECT_FALSE(insufficientMaterial("2b5/8/4k3/8/8/3K4/8/2B5 w - - 0 1"));
+    EXPECT_FALSE(insufficientMaterial("8/8/4k3/8/8/3K4/8/5NN1 w - - 0 1"));
+    EXPECT_FALSE(insufficientMaterial("8/8/4k3/8/8/3K4/8/4N1b1 w - - 0 1"));
+    EXPECT_FALSE(insufficientMaterial("8/8/4k3/8/8/3K4/7P/8 w - - 0 1"));
+    EXPECT_FALSE(insufficientMaterial("rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1"));
+
+    EXPECT_EQ(repetitionKey("8/8/4k3/8/8/3K4/8/8 w - - 17 60"), repetitionKey("8/8/4k3/8/8/3K4/8/8 w - - 21 62"));
+    EXPECT_NE(repetitionKey("8/8/4k3/8/8/3K4/8/8 w - - 0 1"), repetitionKey("8/8/4k3/8/8/3K4/8/8 b - - 0 1"));
+    EXPECT_EQ(halfmoveClock("8/8/4k3/8/8/3K4/8/R7 b - - 100 80"), 100);
+    EXPECT_EQ(halfmoveClock("8/8/4k3/8/8/3K4/8/R7 b -"), 0);
+}
+
+TEST(Match, RefereeAndSan) {
+    if (!haveStockfish()) GTEST_SKIP() << "no referee: " << STOCKFISH << " is not installed";
+    IgnoreSigpipe ignore_sigpipe;
+    Referee referee{STOCKFISH, {}};
+    std::string error;
+    ASSERT_TRUE(startReferee(referee, error)) << error;
+
+    Position start = queryPosition(referee, {});
+    EXPECT_EQ(start.legal_moves.size(), 20u);
+    EXPECT_EQ(start.fen, "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1");
+    EXPECT_FALSE(start.in_check);
+
+    // Plays the moves and returns the SAN the PGN would get for each.
+    auto sanOf = [&](const std::vector<std::string>& moves) {
+        std::vector<std::string> played, san;
+        Position before = queryPosition(referee, played);
+        for (auto& m : moves) {
+            played.push_back(m);
+            Position after = queryPosition(referee, played);
+            san.push_back(sanMove(before, m, after));
+            before = after;
+        }
+        return san;
+    };
+    EXPECT_EQ(sanOf({"f2f3", "e7e5", "g2g4", "d8h4"}), (std::vector<std::string>{"f3", "e5", "g4", "Qh4#"}));
+    Position mated = queryPosition(referee, {"f2f3", "e7e5", "g2g4", "d8h4"});
+    EXPECT_TRUE(mated.legal_moves.empty());
+    EXPECT_TRUE(mated.in_check);
+
+    // En passant, both castlings, a promotion with capture and check, knights that need a file or a rank.
+    EXPECT_EQ(sanOf({"e2e4", "g8f6", "e4e5", "d7d5", "e5d6", "b8c6", "g1f3", "c8g4", "f1e2", "d8d7", "e1g1", "e8c8",
+                     "d6c7", "h7h6", "c7d8q", "c8d8"}),
+              (std::vector<std::string>{"e4", "Nf6", "e5", "d5", "exd6", "Nc6", "Nf3", "Bg4", "Be2", "Qd7", "O-O",
+                                        "O-O-O", "dxc7", "h6", "cxd8=Q+", "Kxd8"}));
+    EXPECT_EQ(sanOf({"g1f3", "a7a6", "b1c3", "a6a5", "c3e4", "a5a4", "e4g5", "a4a3", "b2a3", "a8a3"}),
+              (std::vector<std::string>{"Nf3", "a6", "Nc3", "a5", "Ne4", "a4", "Neg5", "a3", "bxa3", "Rxa3"}));
+    EXPECT_EQ(sanOf({"b1c3", "a7a6", "c3e4", "a6a5", "e4g5", "a5a4", "g5f3"}),
+              (std::vector<std::string>{"Nc3", "a6", "Ne4", "a5", "Ng5", "a4", "N5f3"}));
+    stopProcess(referee.process);
+}
+
+// A UCI engine in a few lines of shell that plays the given game, or misbehaves as its mode says.
+const char* SCRIPTED_ENGINE = R"(mode=$1; script=$2; n=0
+while read -r line; do
+  case "$line" in
+    uci) echo "id name Scripted $mode"; echo uciok;;
+    isready) echo readyok;;
+    position*) set -- $line; n=$(($# - 3)); [ $n -lt 0 ] && n=0;;
+    go*)
+      case $mode in
+        crash) exit 3;;
+        hang) sleep 30;;
+        garbage) echo "bestmove";;
+        illegal) echo "bestmove e2e5";;
+      esac
+      set -- $script; shift $n; echo "info depth 3 score cp 25 pv $1"; echo "bestmove $1";;
+    quit) exit 0;;
+  esac
+done
+)";
+
+TEST(Match, GamesEndByRulesAndFaults) {
+    if (!haveStockfish()) GTEST_SKIP() << "no referee: " << STOCKFISH << " is not installed";
+    IgnoreSigpipe ignore_sigpipe;
+    auto dir = std::filesystem::temp_directory_path() / ("vireo_match_test_" + std::to_string(getpid()));
+    std::filesystem::create_directories(dir);
+    std::string script = (dir / "scripted.sh").string();
+    std::ofstream(script) << SCRIPTED_ENGINE;
+
+    // Plays one game, engine 1 as White, both engines following the same script.
+    auto scripted = [&](const std::string& mode, const std::string& moves) {
+        return "/bin/sh " + script + " " + mode + " '" + moves + "'";
+    };
+    auto playCommands = [&](const std::string& command1, const std::string& command2,
+                            const std::vector<std::string>& opening) {
+        MatchConfig config;
+        config.engines[0].command = command1;
+        config.engines[1].command = command2;
+        config.base_ms = 300;
+        config.increment_ms = 0;
+        config.grace_ms = 200;
+        config.referee = STOCKFISH;
+        Worker worker;
+        worker.referee.command = STOCKFISH;
+        worker.engines[1].index = 1;
+        GameRecord game = playGame(worker, config, 1, opening, 0);
+        for (auto& e : worker.engines) stopEngine(e);
+        stopProcess(worker.referee.process);
+        return game;
+    };
+    auto play = [&](const std::string& mode1, const std::string& mode2, const std::string& moves,
+                    const std::vector<std::string>& opening = {}) {
+        return playCommands(scripted(mode1, moves), scripted(mode2, moves), opening);
+    };
+
+    GameRecord mate = play("ok", "ok", "f2f3 e7e5 g2g4 d8h4");
+    EXPECT_EQ(mate.result, "0-1");
+    EXPECT_EQ(mate.reason, "Black mates");
+    EXPECT_EQ(mate.san.back(), "Qh4#");
+    EXPECT_TRUE(mate.incidents.empty());
+
+    // The opening's moves are played for the engines and marked as book moves.
+    GameRecord stalemate = play("ok", "ok",
+                                "e2e3 a7a5 d1h5 a8a6 h5a5 h7h5 h2h4 a6h6 a5c7 f7f6 c7d7 e8f7 d7b7 d8d3 b7b8 d3h7 "
+                                "b8c8 f7g6 c8e6",
+                                {"e2e3", "a7a5"});
+    EXPECT_EQ(stalemate.result, "1/2-1/2");
+    EXPECT_EQ(stalemate.reason, "stalemate");
+    EXPECT_EQ(stalemate.moves.size(), 19u);
+    EXPECT_EQ(stalemate.comments[0], "book");
+    EXPECT_EQ(stalemate.comments[2].substr(0, 8), "+0.25/3 ");
+
+    GameRecord repetition = play("ok", "ok", "g1f3 g8f6 f3g1 f6g8 g1f3 g8f6 f3g1 f6g8 g1f3 g8f6");
+    EXPECT_EQ(repetition.result, "1/2-1/2");
+    EXPECT_EQ(repetition.reason, "threefold repetition");
+    EXPECT_EQ(repetition.moves.size(), 8u);
+
+    struct Fault_case {
+        const char* mode;
+        Fault fault;
+        const char* detail;
+    };
+    for (auto [mode, fault, detail] : {Fault_case{"crash", Fault::Crash, "exited with status 3 at ply 2"},
+                                       Fault_case{"garbage", Fault::Protocol, "\"bestmove\" at ply 2"},
+                                       Fault_case{"illegal", Fault::Illegal,
+                                                  "e2e5 in rnbqkbnr/pppppppp/8/8/8/5P2/PPPPP1PP/RNBQKBNR b KQkq - 0 1 at ply 2"},
+                                       Fault_case{"hang", Fault::TimeLoss,
+                                                  "no bestmove within clock + 200 ms (hung, restarted) at ply 2"}}) {
+        GameRecord game = play("ok", mode, "f2f3 e7e5 g2g4 d8h4");
+        EXPECT_EQ(game.result, "1-0") << mode;
+        ASSERT_EQ(game.incidents.size(), 1u) << mode;
+        EXPECT_EQ(game.incidents[0].engine, 1) << mode;
+        EXPECT_EQ(game.incidents[0].fault, fault) << mode;
+        EXPECT_EQ(game.incidents[0].detail, detail) << mode;
+    }
+
+    // An engine that dies at start-up loses before a move is played.
+    GameRecord absent = playCommands("/bin/sh -c 'exit 5'", scripted("ok", "e2e4"), {});
+    EXPECT_EQ(absent.result, "0-1");
+    EXPECT_TRUE(absent.moves.empty());
+    ASSERT_EQ(absent.incidents.size(), 1u);
+    EXPECT_EQ(absent.incidents[0].engine, 0);
+    EXPECT_EQ(absent.incidents[0].fault, Fault::Crash);
+    std::filesystem::remove_all(dir);
+}
+
+}  // namespace
