@@ -2,9 +2,21 @@
 #pragma once
 #include "../engine/board.h"
 
+// Score of the position in centipawns from the side to move's view, within -29936..29936.
+// Needs current attack information (computeAttacks). Bare kings and a stalemated bare king
+// score 0; three men, which have no weight vector, get the endgame knowledge's score.
 int evaluate(Ply* ply);
+
+// 1 with the score written when the position's result is known (two or three men, or a
+// tablebase position under exact conditions), else 0 with the score untouched. Does not need
+// the attack information.
 int probeEndgame(Ply* ply, int* score);
+
+// (Re)loads the Syzygy tables of a directory and reports the result; "<empty>" switches them off.
 void initSyzygy(const char* path);
+// Releases the tables when the engine quits; no initSyzygy may follow.
 void freeSyzygy();
+
+// "-analyse=FILE" and "-score=FILE"; the result is the process's exit status.
 int analyseTool(const char* file_name);
 int scoreTool(const char* file_name);

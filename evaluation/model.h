@@ -79,5 +79,6 @@ float materialClassTerm(const Side* player, const Side* opponent, int men);
 int signedMaterialClass(const Side* player, const Side* opponent);
 
 // Linear model score: the class term plus the dot product of the features with the weights of
-// `men` men plus the constant term, in single precision, truncated toward zero.
+// `men` men plus the constant term, in single precision, truncated toward zero and kept within
+// -29936..29936. Reads features[0..127]; entry 127 is ignored.
 int modelScore(const int* features, int men, float class_term);

@@ -20,11 +20,6 @@ bool haveStockfish() {
     return access(STOCKFISH, X_OK) == 0;
 }
 
-// Writing to an engine that died must give an error, not end the test process.
-struct IgnoreSigpipe {
-    void (*previous)(int) = signal(SIGPIPE, SIG_IGN);
-    ~IgnoreSigpipe() { signal(SIGPIPE, previous); }
-};
 
 TEST(Match, EloEstimate) {
     EXPECT_DOUBLE_EQ(eloFromScore(0.5), 0.0);
@@ -92,6 +87,43 @@ TEST(Match, CommandLine) {
     EXPECT_EQ(parseArguments({"--tc"}, bad), "missing value after --tc");
 }
 
+TEST(Match, Summary) {
+    MatchConfig config;
+    config.tc_text = "10+0.1";
+    MatchResult match;
+    match.names[0] = "One";
+    match.names[1] = "Two";
+    match.wins = 1;
+    match.losses = 1;
+    GameRecord first, second;
+    first.number = 1;
+    first.ending = "checkmate";
+    second.number = 2;
+    second.ending = "time loss";
+    second.incidents.push_back({2, 1, Fault::TimeLoss, "late by 70 ms at ply 31"});
+    second.incidents.push_back({2, 0, Fault::Late, "late by 20 ms at ply 12"});
+    match.games = {first, second};
+
+    char* text = nullptr;
+    size_t size = 0;
+    FILE* out = open_memstream(&text, &size);
+    printSummary(out, match, config);
+    fclose(out);
+    EXPECT_EQ(std::string(text, size),
+              "\n=== One vs Two: 2 games at 10+0.1 ===\n"
+              "Score of One: W 1  D 0  L 1  (50.0%)\n"
+              "Elo difference: +0.0 +/- inf (95%), LOS 50.0%\n"
+              "Endings:  checkmate 1  time loss 1\n"
+              "illegal move: 0 (engine1 0, engine2 0)\n"
+              "crash: 0 (engine1 0, engine2 0)\n"
+              "protocol error: 0 (engine1 0, engine2 0)\n"
+              "time loss: 1 (engine1 0, engine2 1)\n"
+              "  game 2, engine2 (Two): late by 70 ms at ply 31\n"
+              "late move within tolerance: 1 (engine1 1, engine2 0)\n"
+              "  game 2, engine1 (One): late by 20 ms at ply 12\n");
+    free(text);
+}
+
 TEST(Match, DrawRulesOnFen) {
     EXPECT_TRUE(insufficientMaterial("8/8/4k3/8/8/3K4/8/8 w - - 0 1"));
     EXPECT_TRUE(insufficientMaterial("8/8/4k3/8/8/3K4/8/6N1 w - - 0 1"));
@@ -112,7 +144,7 @@ TEST(Match, DrawRulesOnFen) {
 
 TEST(Match, RefereeAndSan) {
     if (!haveStockfish()) GTEST_SKIP() << "no referee: " << STOCKFISH << " is not installed";
-    IgnoreSigpipe ignore_sigpipe;
+    signal(SIGPIPE, SIG_IGN);  // writing to an engine that died must fail, not end the test process
     Referee referee{STOCKFISH, {}};
     std::string error;
     ASSERT_TRUE(startReferee(referee, error)) << error;
@@ -173,7 +205,7 @@ done
 
 TEST(Match, GamesEndByRulesAndFaults) {
     if (!haveStockfish()) GTEST_SKIP() << "no referee: " << STOCKFISH << " is not installed";
-    IgnoreSigpipe ignore_sigpipe;
+    signal(SIGPIPE, SIG_IGN);  // writing to an engine that died must fail, not end the test process
     auto dir = std::filesystem::temp_directory_path() / ("vireo_match_test_" + std::to_string(getpid()));
     std::filesystem::create_directories(dir);
     std::string script = (dir / "scripted.sh").string();
@@ -208,6 +240,7 @@ TEST(Match, GamesEndByRulesAndFaults) {
     GameRecord mate = play("ok", "ok", "f2f3 e7e5 g2g4 d8h4");
     EXPECT_EQ(mate.result, "0-1");
     EXPECT_EQ(mate.reason, "Black mates");
+    EXPECT_EQ(mate.ending, "checkmate");
     EXPECT_EQ(mate.san.back(), "Qh4#");
     EXPECT_TRUE(mate.incidents.empty());
 
@@ -225,6 +258,7 @@ TEST(Match, GamesEndByRulesAndFaults) {
     GameRecord repetition = play("ok", "ok", "g1f3 g8f6 f3g1 f6g8 g1f3 g8f6 f3g1 f6g8 g1f3 g8f6");
     EXPECT_EQ(repetition.result, "1/2-1/2");
     EXPECT_EQ(repetition.reason, "threefold repetition");
+    EXPECT_EQ(repetition.ending, "repetition");
     EXPECT_EQ(repetition.moves.size(), 8u);
 
     struct Fault_case {
@@ -240,6 +274,7 @@ TEST(Match, GamesEndByRulesAndFaults) {
                                                   "no bestmove within clock + 200 ms (hung, restarted) at ply 2"}}) {
         GameRecord game = play("ok", mode, "f2f3 e7e5 g2g4 d8h4");
         EXPECT_EQ(game.result, "1-0") << mode;
+        EXPECT_EQ(game.ending, std::string(faultName(fault)).substr(0, game.ending.size())) << mode;
         ASSERT_EQ(game.incidents.size(), 1u) << mode;
         EXPECT_EQ(game.incidents[0].engine, 1) << mode;
         EXPECT_EQ(game.incidents[0].fault, fault) << mode;

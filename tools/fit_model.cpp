@@ -3,6 +3,10 @@
 //   fit_model [--positions=FILE] [--features=FILE] [--weights=FILE] [--heldout=FILE]
 //             [--lambda=X] [--block=N] [--every=N] [--max-rmse=X]
 //
+// Defaults: positions.txt, features.csv, weights.cpp, heldout.txt, lambda 5, blocks of 1000
+// lines with every 10th held out, no rmse limit. Fails if the held-out rmse is above --max-rmse
+// or no better than that of a material-only fit.
+//
 // Inputs are the labelled positions ("FEN;score in pawns", one per line) and the rows that
 // "vireo -analyse=" wrote for them (features.csv). A row holds differences only, so the piece
 // count that selects the weight vector comes from the FEN of the matching position line.
@@ -45,7 +49,7 @@ struct Options {
     std::string features = "features.csv";
     std::string weights = "weights.cpp";
     std::string heldout = "heldout.txt";
-    double lambda = 1.0;
+    double lambda = 5.0;
     long block = 1000;
     long every = 10;
     double max_rmse = 0; // 0: no check
@@ -442,12 +446,12 @@ void printErrors(const Normal train[COUNTS], const Normal held[COUNTS], const Fi
     }
 }
 
-double heldOutRmse(const Normal held[COUNTS], const Fit full[COUNTS]) {
+double heldOutRmse(const Normal held[COUNTS], const Fit fits[COUNTS]) {
     long rows = 0;
     double sse = 0;
     for (int k = 0; k < COUNTS; k++) {
         rows += held[k].rows;
-        sse += squaredError(held[k], full[k]);
+        sse += squaredError(held[k], fits[k]);
     }
     return rows ? std::sqrt(sse / rows) : 0.0;
 }
@@ -534,7 +538,9 @@ int main(int argc, char** argv) {
                        (f[0] == 2 * pos.men_to_move - pos.men || zeroed) &&
                        has_class == (pos.men >= 4 && pos.men <= 6);
         if (!matches) {
-            unmatched++;
+            if (unmatched++ == 0)
+                fprintf(stderr, "Position line %ld has no row (next row: score %d, feature 0 = %d, %d fields)\n",
+                        index + 1, reference, f[0], n);
             continue;
         }
         have_row = false;
@@ -587,7 +593,12 @@ int main(int argc, char** argv) {
         return 1;
     }
     printf("\nwrote %s and %s\n", options.weights.c_str(), options.heldout.c_str());
-    double rmse = heldOutRmse(held, full);
+    // Sanity checks: the features must earn their keep on data the fit has not seen.
+    double rmse = heldOutRmse(held, full), material_rmse = heldOutRmse(held, material);
+    if (rmse >= material_rmse && rmse > 0) {
+        fprintf(stderr, "Held-out rmse %.2f is no better than material alone (%.2f)\n", rmse, material_rmse);
+        return 1;
+    }
     if (options.max_rmse > 0 && rmse > options.max_rmse) {
         fprintf(stderr, "Held-out rmse %.2f is above the limit %.2f\n", rmse, options.max_rmse);
         return 1;

@@ -110,10 +110,25 @@ void unregisterChild(pid_t pid) {
     }
 }
 
+std::atomic<bool> interrupted{false};
+
+// Kills every child's process group and reaps what it can within a second. The workers may be
+// restarting an engine that just died meanwhile, so the list is read again on every round and no
+// call here ever blocks.
 extern "C" void killChildrenAndExit(int signal_number) {
-    for (auto& slot : live_children) {
-        pid_t pid = slot.load();
-        if (pid > 0) kill(-pid, SIGKILL);
+    interrupted = true;
+    for (int round = 0; round < 100; round++) {
+        bool any = false;
+        for (auto& slot : live_children) {
+            pid_t pid = slot.load();
+            if (pid <= 0) continue;
+            kill(-pid, SIGKILL);
+            if (waitpid(pid, nullptr, WNOHANG) == 0) any = true;  // not dead yet
+            else slot.compare_exchange_strong(pid, 0);
+        }
+        if (!any) break;
+        timespec pause{0, 10 * 1000 * 1000};
+        nanosleep(&pause, nullptr);
     }
     _exit(128 + signal_number);
 }
@@ -170,6 +185,10 @@ std::string resolveProgram(const std::string& program) {
 // reason when the program cannot be started.
 bool startProcess(Process& process, const std::string& command, bool show_stderr, std::string& error) {
     process = Process();
+    if (interrupted) {
+        error = "interrupted";
+        return false;
+    }
     std::vector<std::string> words = splitCommand(command);
     if (words.empty()) {
         error = "empty command";
@@ -667,7 +686,8 @@ struct GameRecord {
     std::vector<std::string> comments;
     size_t opening_plies = 0;
     std::string result = "*";  // "1-0", "0-1", "1/2-1/2"
-    std::string reason;
+    std::string ending;                  // kind of ending for the summary, e.g. "checkmate", "time loss"
+    std::string reason;                  // the same for this game in words
     std::string termination = "normal";  // PGN Termination tag
     std::vector<Incident> incidents;
 };
@@ -684,14 +704,18 @@ double engineScore(const GameRecord& game, int engine) {
     return (white_won == (game.white == engine)) ? 1.0 : 0.0;
 }
 
-void lose(GameRecord& game, int loser, const std::string& reason, const std::string& termination) {
+void lose(GameRecord& game, int loser, const std::string& ending, const std::string& reason,
+          const std::string& termination) {
     game.result = (loser == game.white) ? "0-1" : "1-0";
+    game.ending = ending;
     game.reason = reason;
     game.termination = termination;
 }
 
-void draw(GameRecord& game, const std::string& reason, const std::string& termination = "normal") {
+void draw(GameRecord& game, const std::string& ending, const std::string& reason,
+          const std::string& termination = "normal") {
     game.result = "1/2-1/2";
+    game.ending = ending;
     game.reason = reason;
     game.termination = termination;
 }
@@ -823,12 +847,12 @@ GameRecord playGame(Worker& worker, const MatchConfig& config, int number, const
         game.names[e] = worker.engines[e].name.empty() ? config.engines[e].command : worker.engines[e].name;
     }
     if (failed[0] && failed[1]) {
-        draw(game, "both engines failed to start", "abandoned");
+        draw(game, "failed start", "both engines failed to start", "abandoned");
         return game;
     }
     for (int e = 0; e < 2; e++)
         if (failed[e]) {
-            lose(game, e, game.names[e] + " failed to start", "abandoned");
+            lose(game, e, "failed start", game.names[e] + " failed to start", "abandoned");
             return game;
         }
 
@@ -844,24 +868,27 @@ GameRecord playGame(Worker& worker, const MatchConfig& config, int number, const
         bool white_to_move = game.moves.size() % 2 == 0;
         std::string side = white_to_move ? "White" : "Black";
         if (position.legal_moves.empty()) {
-            if (position.in_check) lose(game, white_to_move ? white : 1 - white, (white_to_move ? "Black" : "White") + std::string(" mates"), "normal");
-            else draw(game, "stalemate");
+            if (position.in_check)
+                lose(game, white_to_move ? white : 1 - white, "checkmate",
+                     (white_to_move ? "Black" : "White") + std::string(" mates"), "normal");
+            else
+                draw(game, "stalemate", "stalemate");
             break;
         }
         if (insufficientMaterial(position.fen)) {
-            draw(game, "insufficient material");
+            draw(game, "insufficient material", "insufficient material");
             break;
         }
         if (seen[repetitionKey(position.fen)] >= 3) {
-            draw(game, "threefold repetition");
+            draw(game, "repetition", "threefold repetition");
             break;
         }
         if (halfmoveClock(position.fen) >= 100) {
-            draw(game, "fifty-move rule");
+            draw(game, "fifty moves", "fifty-move rule");
             break;
         }
         if (config.max_plies > 0 && int(game.moves.size()) >= config.max_plies) {
-            draw(game, "adjudication: " + std::to_string(config.max_plies) + " plies", "adjudication");
+            draw(game, "ply limit", "adjudication: " + std::to_string(config.max_plies) + " plies", "adjudication");
             break;
         }
 
@@ -879,7 +906,7 @@ GameRecord playGame(Worker& worker, const MatchConfig& config, int number, const
                 std::string how = exitDescription(engine.process);
                 game.incidents.push_back({number, mover, Fault::Crash, how + " at ply " + std::to_string(game.moves.size() + 1)});
                 stopEngine(engine);
-                lose(game, mover, game.names[mover] + " crashed (" + how + ")", "rules infraction");
+                lose(game, mover, "crash", game.names[mover] + " crashed (" + how + ")", "rules infraction");
                 break;
             }
             if (answer.kind == EngineAnswer::Hang) {
@@ -887,13 +914,13 @@ GameRecord playGame(Worker& worker, const MatchConfig& config, int number, const
                     "no bestmove within clock + " + std::to_string(config.grace_ms) + " ms (hung, restarted) at ply " +
                         std::to_string(game.moves.size() + 1)});
                 stopEngine(engine);
-                lose(game, mover, side + " loses on time (no bestmove)", "time forfeit");
+                lose(game, mover, "time loss", side + " loses on time (no bestmove)", "time forfeit");
                 break;
             }
             if (answer.kind == EngineAnswer::Garbage) {
                 game.incidents.push_back({number, mover, Fault::Protocol,
                     "\"" + answer.text + "\" at ply " + std::to_string(game.moves.size() + 1)});
-                lose(game, mover, side + " sends a malformed bestmove", "rules infraction");
+                lose(game, mover, "protocol error", side + " sends a malformed bestmove", "rules infraction");
                 break;
             }
             // A flag that fell counts before the move's legality: the move came too late to be played.
@@ -901,13 +928,13 @@ GameRecord playGame(Worker& worker, const MatchConfig& config, int number, const
             if (over_ms > config.tolerance_ms) {
                 game.incidents.push_back({number, mover, Fault::TimeLoss,
                     "late by " + std::to_string(over_ms) + " ms at ply " + std::to_string(game.moves.size() + 1)});
-                lose(game, mover, side + " loses on time", "time forfeit");
+                lose(game, mover, "time loss", side + " loses on time", "time forfeit");
                 break;
             }
             if (std::find(position.legal_moves.begin(), position.legal_moves.end(), answer.move) == position.legal_moves.end()) {
                 game.incidents.push_back({number, mover, Fault::Illegal,
                     answer.move + " in " + position.fen + " at ply " + std::to_string(game.moves.size() + 1)});
-                lose(game, mover, side + " makes an illegal move: " + answer.move, "rules infraction");
+                lose(game, mover, "illegal move", side + " makes an illegal move: " + answer.move, "rules infraction");
                 break;
             }
             if (answer.elapsed_us > clock_us[mover]) {
@@ -941,11 +968,11 @@ GameRecord playGame(Worker& worker, const MatchConfig& config, int number, const
                 if (*white_scores[i] <= -config.resign_cp) black_wins++;
             }
             if (white_wins == 2 * config.resign_moves) {
-                lose(game, 1 - white, "adjudication: Black's score below -" + std::to_string(config.resign_cp), "adjudication");
+                lose(game, 1 - white, "score adjudication", "adjudication: Black's score below -" + std::to_string(config.resign_cp), "adjudication");
                 break;
             }
             if (black_wins == 2 * config.resign_moves) {
-                lose(game, white, "adjudication: White's score below -" + std::to_string(config.resign_cp), "adjudication");
+                lose(game, white, "score adjudication", "adjudication: White's score below -" + std::to_string(config.resign_cp), "adjudication");
                 break;
             }
         }
@@ -1123,13 +1150,7 @@ void printSummary(FILE* out, const MatchResult& match, const MatchConfig& config
 
     std::map<std::string, int> endings;
     for (auto& g : match.games) {
-        std::string kind = g.reason.rfind("adjudication", 0) == 0 ? "adjudication" : g.reason;
-        if (g.termination == "time forfeit") kind = "time";
-        else if (g.reason.find("illegal move") != std::string::npos) kind = "illegal move";
-        else if (g.reason.find("crashed") != std::string::npos) kind = "crash";
-        else if (g.reason.find("malformed") != std::string::npos) kind = "protocol error";
-        else if (g.reason.find("mates") != std::string::npos) kind = "checkmate";
-        endings[kind]++;
+        endings[g.ending]++;
     }
     fprintf(out, "Endings:");
     for (auto& [kind, count] : endings) fprintf(out, "  %s %d", kind.c_str(), count);

@@ -1,0 +1,23 @@
+// Endgame knowledge consulted by the searches before they evaluate: bare kings, every ending of
+// three men, and the Syzygy win/draw/loss tables when they are loaded.
+#pragma once
+#include <cstdint>
+#include "../engine/board.h"
+
+constexpr int KNOWN_WIN = 13000; // won three-man ending, plus material
+constexpr int TB_WIN_SCORE = 10000; // tablebase win, plus material
+
+// Centralisation of a king square, 0 on the edge up to 6 in the centre.
+inline constexpr int8_t king_centre[64] = {
+    0, 0, 0, 0, 0, 0, 0, 0,
+    0, 2, 2, 2, 2, 2, 2, 0,
+    0, 2, 5, 5, 5, 5, 2, 0,
+    0, 2, 5, 6, 6, 5, 2, 0,
+    0, 2, 5, 6, 6, 5, 2, 0,
+    0, 2, 5, 5, 5, 5, 2, 0,
+    0, 2, 2, 2, 2, 2, 2, 0,
+    0, 0, 0, 0, 0, 0, 0, 0,
+};
+
+// Material balance in centipawns from the side to move's view (100, 300, 300, 500, 900).
+int materialBalance(const Ply* ply);

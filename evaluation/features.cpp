@@ -1,0 +1,122 @@
+// Feature extraction: population counts of masked bitboards, straight-line code. The order and
+// the signs of the features are also the column layout of the feature rows written for fitting.
+#include <array>
+#include "features.h"
+#include "../engine/attacks.h"
+
+int _features_[MAX_FEATURES];
+
+namespace {
+
+// Without the processor's population count instruction the compiler calls a library routine for
+// every count; the features make some 270 counts, so they use an inline bit-parallel count then.
+#if defined(__POPCNT__)
+inline int count(Bitboard b) { return popcount(b); }
+#else
+inline int count(Bitboard b) {
+    b = b - ((b >> 1) & 0x5555555555555555ULL);
+    b = (b & 0x3333333333333333ULL) + ((b >> 2) & 0x3333333333333333ULL);
+    b = (b + (b >> 4)) & 0x0f0f0f0f0f0f0f0fULL;
+    return int((b * 0x0101010101010101ULL) >> 56);
+}
+#endif
+
+// relative_ranks[colour][r]: the rank that is the colour's r-th rank (1..8) counted from its own side.
+constexpr std::array<std::array<Bitboard, 9>, 2> relative_ranks = [] {
+    std::array<std::array<Bitboard, 9>, 2> t{};
+    for (int r = 1; r <= 8; r++) {
+        t[WHITE][r] = RANK_1 << (8 * (r - 1));
+        t[BLACK][r] = RANK_1 << (8 * (8 - r));
+    }
+    return t;
+}();
+
+// Corner rings: the squares at Manhattan distance d from the nearest corner, d = 0..6.
+constexpr std::array<Bitboard, 7> corner_rings = [] {
+    std::array<Bitboard, 7> t{};
+    for (int s = 0; s < 64; s++) {
+        int f = s & 7, r = s >> 3;
+        int df = f < 7 - f ? f : 7 - f, dr = r < 7 - r ? r : 7 - r;
+        t[df + dr] |= Bitboard(1) << s;
+    }
+    return t;
+}();
+
+inline Bitboard pawnPushes(const Side* s) {
+    Bitboard pawns = s->pieces[PAWN];
+    return s->info->colour == WHITE ? pawns << 8 : pawns >> 8;
+}
+
+// Weighted attacks of `a` on the squares next to the king of `b`.
+inline int kingZoneAttacks(const Bitboard* att, Bitboard zone) {
+    return 100 * count(att[PAWN] & zone) + 300 * count(att[KNIGHT] & zone) + 300 * count(att[BISHOP] & zone) +
+           500 * count(att[ROOK] & zone) + 900 * count(att[QUEEN] & zone);
+}
+
+} // namespace
+
+void computeFeatures(const Side* P, const Side* O) {
+    int* f = _features_;
+    const Bitboard* pa = P->attacks->attacked;
+    const Bitboard* oa = O->attacks->attacked;
+    const int pc = P->info->colour, oc = O->info->colour;
+    const Bitboard empty = ~(P->pieces[0] | O->pieces[0]);
+    const Bitboard p_zone = king_attacks[P->king], o_zone = king_attacks[O->king];
+
+    int p_men = count(P->pieces[0]), o_men = count(O->pieces[0]);
+    f[0] = p_men - o_men;
+    f[1] = (p_men == 1) - (o_men == 1);
+
+    // Pawns by relative rank 2..7, not passed and passed.
+    for (int k = 0; k < 6; k++) {
+        Bitboard pr = relative_ranks[pc][k + 2], or_ = relative_ranks[oc][k + 2];
+        f[2 + 2 * k] = count(P->not_passed & pr) - count(O->not_passed & or_);
+        f[3 + 2 * k] = count(P->passed & pr) - count(O->passed & or_);
+    }
+
+    // Knights to kings by corner ring.
+    for (int j = 0; j < 5; j++)
+        for (int d = 0; d < 7; d++)
+            f[14 + 7 * j + d] = count(P->pieces[KNIGHT + j] & corner_rings[d]) -
+                                count(O->pieces[KNIGHT + j] & corner_rings[d]);
+
+    // Threats (attacker of type a on enemy targets of type v) and defence (opponent first).
+    for (int i = 0; i < 6; i++)
+        for (int j = 0; j < 5; j++) {
+            int a = PAWN + i, v = PAWN + j;
+            f[49 + 10 * i + 2 * j] = count(O->pieces[v] & pa[a]) - count(P->pieces[v] & oa[a]);
+            f[50 + 10 * i + 2 * j] = count(O->pieces[v] & oa[a]) - count(P->pieces[v] & pa[a]);
+        }
+
+    // Safe squares: empty and not attacked by the other side at all.
+    const Bitboard p_safe = empty & ~oa[0], o_safe = empty & ~pa[0];
+    f[109] = count(pawnPushes(P) & p_safe) - count(pawnPushes(O) & o_safe);
+    for (int j = 0; j < 5; j++) f[110 + j] = count(pa[KNIGHT + j] & p_safe) - count(oa[KNIGHT + j] & o_safe);
+
+    f[115] = count(P->doubled) - count(O->doubled);
+    f[116] = count(P->isolated) - count(O->isolated);
+    for (int j = 0; j < 5; j++)
+        f[117 + j] = count(P->pieces[PAWN + j] & P->attacks->pinned) - count(O->pieces[PAWN + j] & O->attacks->pinned);
+
+    // Centre presence in the centre band of each side's own half (the enemy's far centre).
+    const Bitboard p_centre = O->info->far_centre, o_centre = P->info->far_centre;
+    int centre = count(P->pieces[0] & p_centre) - count(O->pieces[0] & o_centre);
+    for (int t = PAWN; t <= KING; t++) centre += count(pa[t] & p_centre) - count(oa[t] & o_centre);
+    f[122] = centre;
+
+    const Bitboard p_cover = P->pieces[0] | pa[PAWN] | pa[KNIGHT] | pa[BISHOP] | pa[ROOK] | pa[QUEEN];
+    const Bitboard o_cover = O->pieces[0] | oa[PAWN] | oa[KNIGHT] | oa[BISHOP] | oa[ROOK] | oa[QUEEN];
+    f[123] = count(p_cover & p_zone) - count(o_cover & o_zone);
+
+    const Bitboard p_support = pa[PAWN] | pa[KNIGHT] | pa[BISHOP] | pa[ROOK] | pa[KING];
+    const Bitboard o_support = oa[PAWN] | oa[KNIGHT] | oa[BISHOP] | oa[ROOK] | oa[KING];
+    f[124] = count(oa[QUEEN] & p_zone & o_support) - count(pa[QUEEN] & o_zone & p_support);
+    f[125] = kingZoneAttacks(oa, p_zone) - kingZoneAttacks(pa, o_zone);
+    f[126] = count(P->attacks->check_squares[0]) - count(O->attacks->check_squares[0]);
+
+    // A bare king with every neighbouring square attacked is stalemated: nothing to score.
+    if (p_men == 1 && (p_zone & ~oa[0]) == 0)
+        for (int i = 0; i < NUM_FEATURES; i++) f[i] = 0;
+
+    f[MAX_FEATURES - 1] = NUM_FEATURES;
+}

@@ -1,0 +1,87 @@
+// Scoring a feature vector: material-class lookup and the 4-wide single-precision dot product.
+#include <cstdio>
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+#include "model.h"
+#include "features.h"
+#include "../engine/assertion.h"
+
+static_assert(NUM_FEATURES + 1 == MODEL_WEIGHTS, "one weight per feature plus the constant term");
+
+namespace {
+const int32_t* const class_keys[3] = {endgame_keys_4.data(), endgame_keys_5.data(), endgame_keys_6.data()};
+const int class_counts[3] = {31, 111, 366};
+const float* const class_bias[3] = {endgame_bias_4, endgame_bias_5, endgame_bias_6};
+} // namespace
+
+int endgameIndex(const Side* first, const Side* second) {
+    int key = materialHash(first) << 15 | materialHash(second);
+    int men = popcount(first->pieces[0]) + popcount(second->pieces[0]);
+    VIREO_ASSERT(men >= 4 && men <= 6);
+    const int32_t* keys = class_keys[men - 4];
+    int lo = 0, hi = class_counts[men - 4] - 1;
+    while (lo <= hi) {
+        int mid = (lo + hi) / 2;
+        if (keys[mid] == key) return mid;
+        if (keys[mid] > key) hi = mid - 1;
+        else lo = mid + 1;
+    }
+    printf("info string Unknown endgame with hash = %i\n", key);
+    VIREO_ASSERT(0);
+    return 0;
+}
+
+float materialClassTerm(const Side* player, const Side* opponent, int men) {
+    const float* bias = class_bias[men - 4];
+    if (materialHash(player) >= materialHash(opponent)) return bias[endgameIndex(player, opponent)];
+    return -bias[endgameIndex(opponent, player)];
+}
+
+int signedMaterialClass(const Side* player, const Side* opponent) {
+    if (materialHash(player) >= materialHash(opponent)) return endgameIndex(player, opponent);
+    return -endgameIndex(opponent, player);
+}
+
+int modelScore(const int* features, int men, float class_term) {
+    const float* w = eval_weights[men - MIN_MODEL_MEN];
+    // 32 blocks of four: the last block holds features 124..126 and the constant term's slot,
+    // whose feature lane is masked off; the constant term is added on its own.
+    static_assert(MODEL_WEIGHTS % 16 == 0);
+#if defined(__SSE2__)
+    auto block = [&](int i) {
+        __m128 f = _mm_cvtepi32_ps(_mm_loadu_si128(reinterpret_cast<const __m128i*>(features + i)));
+        return _mm_mul_ps(f, _mm_loadu_ps(w + i));
+    };
+    // Four accumulators keep the additions out of one long dependency chain.
+    __m128 a0 = block(0), a1 = block(4), a2 = block(8), a3 = block(12);
+    for (int i = 16; i < MODEL_WEIGHTS - 16; i += 16) {
+        a0 = _mm_add_ps(a0, block(i));
+        a1 = _mm_add_ps(a1, block(i + 4));
+        a2 = _mm_add_ps(a2, block(i + 8));
+        a3 = _mm_add_ps(a3, block(i + 12));
+    }
+    a0 = _mm_add_ps(a0, block(MODEL_WEIGHTS - 16));
+    a1 = _mm_add_ps(a1, block(MODEL_WEIGHTS - 12));
+    a2 = _mm_add_ps(a2, block(MODEL_WEIGHTS - 8));
+    const __m128i keep = _mm_set_epi32(0, -1, -1, -1);
+    __m128i last = _mm_and_si128(_mm_loadu_si128(reinterpret_cast<const __m128i*>(features + MODEL_WEIGHTS - 4)), keep);
+    a3 = _mm_add_ps(a3, _mm_mul_ps(_mm_cvtepi32_ps(last), _mm_loadu_ps(w + MODEL_WEIGHTS - 4)));
+    __m128 sum = _mm_add_ps(_mm_add_ps(a0, a1), _mm_add_ps(a2, a3));
+    // Horizontal sum of the four lanes.
+    __m128 high = _mm_movehl_ps(sum, sum);
+    sum = _mm_add_ps(sum, high);
+    sum = _mm_add_ss(sum, _mm_shuffle_ps(sum, sum, 1));
+    float s = class_term + _mm_cvtss_f32(sum) + w[MODEL_WEIGHTS - 1];
+#else
+    float lanes[4] = {0, 0, 0, 0};
+    for (int i = 0; i < MODEL_WEIGHTS; i += 4)
+        for (int k = 0; k < 4; k++)
+            if (i + k < NUM_FEATURES) lanes[k] += float(features[i + k]) * w[i + k];
+    float s = class_term + ((lanes[0] + lanes[2]) + (lanes[1] + lanes[3])) + w[MODEL_WEIGHTS - 1];
+#endif
+    // Keep clear of the search's mate band; truncation toward zero after the clamp.
+    if (s > 29936.0f) s = 29936.0f;
+    if (s < -29936.0f) s = -29936.0f;
+    return int(s);
+}

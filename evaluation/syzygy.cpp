@@ -1,0 +1,47 @@
+// Loading and releasing the Syzygy tables through Fathom. Fathom itself reports a table file of
+// the wrong size, both on the error stream and as an "info string" line to the interface.
+#include <cstdio>
+#include <fcntl.h>
+#include <unistd.h>
+#include <tbprobe.h>
+#include "evaluation.h"
+#include "../engine/assertion.h"
+
+namespace {
+// Fathom's release of mapped tables tests munmap's result the wrong way round and prints
+// "munmap: ..." for every table it unmaps successfully. Releasing runs with the error stream
+// muted; loading does not, so Fathom's own complaints about bad files still get through.
+template <typename F>
+void withErrorsMuted(F release) {
+    fflush(stderr);
+    int saved = dup(2), null = open("/dev/null", O_WRONLY);
+    if (saved >= 0 && null >= 0) dup2(null, 2);
+    release();
+    fflush(stderr);
+    if (saved >= 0 && null >= 0) dup2(saved, 2);
+    if (saved >= 0) close(saved);
+    if (null >= 0) close(null);
+}
+} // namespace
+
+void initSyzygy(const char* path) {
+    // "<empty>" is Fathom's own name for no tables: it releases the loaded ones and succeeds
+    // without touching the count, so the count is cleared here.
+    withErrorsMuted([] { tb_init("<empty>"); });
+    TB_LARGEST = 0;
+    bool loaded = tb_init(path) && TB_LARGEST > 2;
+    printf("info debug Initialisation of Syzygy : %s", loaded ? "success" : "failure");
+    if (loaded) {
+        printf(" (%i pieces)\n", int(TB_LARGEST));
+        appendToLog("Syzygy ok");
+    } else {
+        printf("\n");
+        TB_LARGEST = 0; // two-man tables or a failed load: nothing may probe
+    }
+}
+
+// Fathom cannot be initialised again after this: called once, when the engine quits.
+void freeSyzygy() {
+    withErrorsMuted([] { tb_free(); });
+    TB_LARGEST = 0;
+}

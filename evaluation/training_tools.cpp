@@ -1,0 +1,113 @@
+// The two command-line tools for fitting the evaluation: "-analyse=FILE" writes the feature rows
+// of the positions of FILE to "features.csv", "-score=FILE" compares the evaluation with the
+// reference scores. Each input line is a FEN, ";" and a reference score in pawns.
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include "evaluation.h"
+#include "feature_rows.h"
+#include "features.h"
+#include "../engine/movegen.h"
+#include "../engine/notation.h"
+
+namespace {
+
+constexpr int LINE_SIZE = 256; // longer lines are read in pieces, each taken as a line of its own
+
+// Sets up the position of one input line and reads its reference score in centipawns.
+// False when the line cannot be used: a rejected FEN, the side to move in check, no ";" or no
+// number after it, or a score that does not fit in 16 bits.
+bool readSample(const char* line, int* stock_eval) {
+    const char* separator = strchr(line, ';');
+    if (!separator) return false;
+    // The FEN reader takes its fields from the front; cutting at ";" keeps the score out of them.
+    char fen[LINE_SIZE];
+    size_t length = size_t(separator - line);
+    memcpy(fen, line, length);
+    fen[length] = 0;
+    if (!parseFen(fen)) return false;
+    computeAttacks();
+    if (curr_ply->player->attacks->checkers) return false;
+    double pawns;
+    if (sscanf(separator + 1, "%lf", &pawns) != 1) return false;
+    generateMoves(GEN_ALL);
+    if (curr_ply->generated == 0) { // stalemate
+        *stock_eval = 0;
+        return true;
+    }
+    double centipawns = std::round(pawns * 100); // halves away from zero
+    if (!(centipawns >= INT16_MIN && centipawns <= INT16_MAX)) return false;
+    *stock_eval = int(centipawns);
+    return true;
+}
+
+FILE* openOrComplain(const char* name, const char* mode) {
+    FILE* file = fopen(name, mode);
+    if (!file) fprintf(stderr, "Cannot open '%s'\n", name);
+    return file;
+}
+
+void reportIgnored(unsigned long long lines, unsigned long long samples) {
+    if (lines != samples) printf("Warning, %llu positions ignored\n", lines - samples);
+}
+
+} // namespace
+
+int analyseTool(const char* file_name) {
+    const char* output_name = "features.csv";
+    FILE* file_in = openOrComplain(file_name, "r");
+    if (!file_in) return 1;
+    FILE* file_ou = openOrComplain(output_name, "w"); // start empty
+    if (file_ou) fclose(file_ou);
+    file_ou = file_ou ? openOrComplain(output_name, "a") : nullptr;
+    if (!file_ou) {
+        fclose(file_in);
+        return 1;
+    }
+    static char output_buffer[1 << 20];
+    setvbuf(file_ou, output_buffer, _IOFBF, sizeof output_buffer);
+
+    unsigned long long lines = 0, samples = 0;
+    char line[LINE_SIZE];
+    while (fgets(line, sizeof line, file_in)) {
+        lines++;
+        int stock_eval;
+        if (!readSample(line, &stock_eval)) continue;
+        computeFeatures(curr_ply->player, curr_ply->opponent);
+        writeFeatures(curr_ply->player, curr_ply->opponent, file_ou, stock_eval);
+        samples++;
+    }
+    fclose(file_in);
+    fclose(file_ou);
+    reportIgnored(lines, samples);
+    return 0;
+}
+
+int scoreTool(const char* file_name) {
+    FILE* file_in = openOrComplain(file_name, "r");
+    if (!file_in) return 1;
+    // One line per disagreement: buffer them rather than write each on its own.
+    static char output_buffer[1 << 16];
+    fflush(stdout);
+    setvbuf(stdout, output_buffer, _IOFBF, sizeof output_buffer);
+
+    unsigned long long lines = 0, samples = 0, error = 0;
+    char line[LINE_SIZE];
+    while (fgets(line, sizeof line, file_in)) {
+        lines++;
+        int stock_eval;
+        if (!readSample(line, &stock_eval)) continue;
+        int e = evaluate(curr_ply);
+        int delta = e - stock_eval;
+        if (delta) printf("delta = %i, vireo = %i, stock = %i : %s", delta, e, stock_eval, line);
+        error += unsigned(delta) * unsigned(delta);
+        samples++;
+    }
+    fclose(file_in);
+    reportIgnored(lines, samples);
+    double mse = samples ? double(error) / double(samples) : 0.0;
+    printf("Samples = %llu, error = %llu, mse = %0.3f, rmse = %0.3f\n", samples, error, mse, std::sqrt(mse));
+    fflush(stdout);
+    return 0;
+}

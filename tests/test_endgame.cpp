@@ -1,0 +1,203 @@
+// Endgame knowledge: the king and pawn bitbase (regenerated and compared, and checked against the
+// Syzygy tables), the three-man rules, and the tablebase probe with its conditions.
+#include <sys/stat.h>
+#include <unistd.h>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <tbprobe.h>
+#include "tests/evaluation_fixture.h"
+#include "engine/attacks.h"
+#include "evaluation/endgame.h"
+#include "evaluation/evaluation.h"
+#include "evaluation/kpk.h"
+
+namespace {
+// The endgame answer for a FEN: {known, score}.
+std::pair<int, int> probe(const char* fen) {
+    setUp(fen);
+    int score = 0;
+    int known = probeEndgame(curr_ply, &score);
+    return {known, score};
+}
+
+const std::string SYZYGY = std::string(VIREO_SHARED_DIR) + "/syzygy";
+
+bool haveSyzygy() {
+    struct stat st;
+    return stat((SYZYGY + "/KRvKR.rtbw").c_str(), &st) == 0;
+}
+
+// Loads the shared tables inside a scratch working directory (the load appends to "vireo.log"
+// there); returns what the load printed.
+std::string loadSyzygy(const std::string& path, std::string* log = nullptr) {
+    char dir[] = "/tmp/vireo_endgame_XXXXXX";
+    EXPECT_NE(mkdtemp(dir), nullptr);
+    char* old = getcwd(nullptr, 0);
+    EXPECT_EQ(chdir(dir), 0);
+    testing::internal::CaptureStdout();
+    initSyzygy(path.c_str());
+    std::string printed = testing::internal::GetCapturedStdout();
+    if (log) {
+        std::ifstream in("vireo.log");
+        std::stringstream text;
+        text << in.rdbuf();
+        *log = text.str();
+    }
+    unlink("vireo.log");
+    EXPECT_EQ(chdir(old), 0);
+    free(old);
+    rmdir(dir);
+    return printed;
+}
+
+void unloadSyzygy() {
+    testing::internal::CaptureStdout();
+    initSyzygy("<empty>");
+    testing::internal::GetCapturedStdout();
+}
+} // namespace
+
+TEST(Endgame, KpkBitbaseIsReproducedByItsGenerator) {
+    static uint64_t table[KPK_WORDS];
+    buildKpkBitbase(table);
+    int pawn_side = 0, defender = 0, mismatches = 0;
+    for (int i = 0; i < KPK_WORDS; i++) {
+        mismatches += table[i] != kpk_bitbase[i];
+        ((i & 64) ? pawn_side : defender) += popcount(kpk_bitbase[i]);
+    }
+    EXPECT_EQ(mismatches, 0) << "regenerate evaluation/kpk_bitbase.cpp with tools/generate_kpk";
+    EXPECT_EQ(pawn_side, 19184);
+    EXPECT_EQ(defender, 35210);
+}
+
+TEST(Endgame, TwoAndThreeMen) {
+    EXPECT_EQ(probe("8/8/4k3/8/8/3K4/8/8 w - - 0 1"), std::make_pair(1, 0));
+    // Minor piece against a bare king: a draw whoever moves.
+    for (const char* fen : {"8/8/4k3/8/8/3KN3/8/8 w - - 0 1", "8/8/4k3/8/8/3KN3/8/8 b - - 0 1",
+                            "8/b7/4k3/8/8/3K4/8/8 w - - 0 1", "8/b7/4k3/8/8/3K4/8/8 b - - 0 1"})
+        EXPECT_EQ(probe(fen), std::make_pair(1, 0)) << fen;
+    // Rook pawn with the defender in the corner.
+    EXPECT_EQ(probe("k7/8/K7/P7/8/8/8/8 w - - 0 1"), std::make_pair(1, 0));
+    EXPECT_EQ(probe("k7/8/K7/P7/8/8/8/8 b - - 0 1"), std::make_pair(1, 0));
+    // Won pawn endings: 13000 + 100 + 10 * rank - king distance, from the mover's view.
+    EXPECT_EQ(probe("4k3/8/4K3/4P3/8/8/8/8 w - - 0 1"), std::make_pair(1, 13139));
+    EXPECT_EQ(probe("4k3/8/4K3/4P3/8/8/8/8 b - - 0 1"), std::make_pair(1, -13139));
+    EXPECT_EQ(probe("8/3k4/8/3K4/3P4/8/8/8 w - - 0 1"), std::make_pair(1, 0));
+    EXPECT_EQ(probe("8/3k4/8/3K4/3P4/8/8/8 b - - 0 1"), std::make_pair(1, -13129));
+    // The same with colours exchanged.
+    EXPECT_EQ(probe("8/8/8/8/4p3/4k3/8/4K3 b - - 0 1"), std::make_pair(1, 13139));
+    EXPECT_EQ(probe("8/8/8/3p4/3k4/8/3K4/8 w - - 0 1"), std::make_pair(1, -13129));
+    // Rook and queen: material plus ten times the centralisation difference.
+    EXPECT_EQ(probe("7k/8/8/8/8/8/8/R3K3 w - - 0 1"), std::make_pair(1, 13500));
+    EXPECT_EQ(probe("8/8/8/8/4k3/8/8/R3K3 b - - 0 1"), std::make_pair(1, -13440));
+    // The bare king takes an undefended queen next to it.
+    EXPECT_EQ(probe("8/8/8/8/8/2k5/1Q6/5K2 b - - 0 1"), std::make_pair(1, 0));
+    // Defended, it cannot: a won ending.
+    EXPECT_EQ(probe("8/8/8/8/8/2k5/1Q6/K7 b - - 0 1").second, -13000 - 900 + 10 * (5 - 0));
+    EXPECT_EQ(king_centre[27], 6);
+    EXPECT_EQ(king_centre[9], 2);
+    EXPECT_EQ(king_centre[63], 0);
+    // Four men without tables: unknown.
+    EXPECT_EQ(probe("4k3/8/8/r7/8/8/7R/4K3 w - - 0 1").first, 0);
+}
+
+TEST(Endgame, SyzygyProbes) {
+    if (!haveSyzygy()) GTEST_SKIP() << "no Syzygy tables in " << SYZYGY;
+    std::string log;
+    EXPECT_EQ(loadSyzygy(SYZYGY, &log), "info debug Initialisation of Syzygy : success (4 pieces)\n");
+    EXPECT_EQ(log, "Syzygy ok\n");
+    EXPECT_EQ(TB_LARGEST, 4u);
+
+    // Queen against pawn: win for the queen, loss for the pawn side; score = 10000 + material
+    // + centralisation difference.
+    EXPECT_EQ(probe("k7/7p/8/8/3K4/8/8/3Q4 w - - 0 1"), std::make_pair(1, 10000 + 800 + 6 - 0));
+    EXPECT_EQ(probe("k7/7p/8/8/3K4/8/8/3Q4 b - - 0 1"), std::make_pair(1, -10000 - 800 + 0 - 6));
+    // Rook against rook: a draw.
+    EXPECT_EQ(probe("4k3/8/8/r7/8/8/7R/4K3 w - - 0 1"), std::make_pair(1, 0));
+    // Pawn against pawn.
+    EXPECT_EQ(probe("8/8/8/8/3pP3/8/8/4K2k b - - 0 1").first, 1);
+    // The probe is exact only without castling rights, en passant square and fifty-move count.
+    EXPECT_EQ(probe("4k3/8/8/r7/8/8/8/4K2R w K - 0 1").first, 0);
+    EXPECT_EQ(probe("4k3/8/8/r7/8/8/8/4K2R w - - 0 1").first, 1);
+    EXPECT_EQ(probe("4k3/8/8/8/3pP3/8/8/4K3 b - e3 0 1").first, 0);
+    EXPECT_EQ(probe("4k3/8/8/r7/8/8/7R/4K3 w - - 1 1").first, 0);
+    // Five men are beyond these tables.
+    EXPECT_EQ(probe("4k3/8/8/r7/8/8/6PR/4K3 w - - 0 1").first, 0);
+
+    // Every king and pawn against king position: the bitbase agrees with the tables, both sides
+    // to move, pawns of both colours on all files.
+    int compared = 0, disagreements = 0;
+    for (int pawn = 8; pawn < 56; pawn++)
+        for (int wk = 0; wk < 64; wk++)
+            for (int bk = 0; bk < 64; bk++) {
+                if (wk == bk || wk == pawn || bk == pawn || (king_attacks[wk] & bit(bk))) continue;
+                for (int white_to_move = 0; white_to_move < 2; white_to_move++) {
+                    if (white_to_move && (pawn_attacks[WHITE][pawn] & bit(bk))) continue;
+                    unsigned wdl = tb_probe_wdl(bit(wk) | bit(pawn), bit(bk), bit(wk) | bit(bk), 0, 0, 0, 0, bit(pawn),
+                                                0, 0, 0, white_to_move);
+                    ASSERT_NE(wdl, TB_RESULT_FAILED);
+                    bool draw = kpkDraw(wk, pawn, bk, true, white_to_move);
+                    disagreements += draw != (wdl == TB_DRAW);
+                    // Mirrored: a black pawn, Black's king and the other side to move.
+                    bool mirrored = kpkDraw(wk ^ 56, pawn ^ 56, bk ^ 56, false, white_to_move);
+                    disagreements += mirrored != draw;
+                    compared++;
+                }
+            }
+    EXPECT_EQ(disagreements, 0);
+    EXPECT_GT(compared, 300000);
+
+    // "<empty>" switches the tables off again.
+    EXPECT_EQ(loadSyzygy("<empty>"), "info debug Initialisation of Syzygy : failure\n");
+    EXPECT_EQ(TB_LARGEST, 0u);
+    EXPECT_EQ(probe("4k3/8/8/r7/8/8/7R/4K3 w - - 0 1").first, 0);
+}
+
+TEST(Endgame, FailedTablebaseLoads) {
+    std::string log = "unset";
+    EXPECT_EQ(loadSyzygy("/nonexistent/vireo/tables", &log), "info debug Initialisation of Syzygy : failure\n");
+    EXPECT_EQ(log, "");
+    EXPECT_EQ(TB_LARGEST, 0u);
+    unloadSyzygy();
+}
+
+// Through the engine: the option's report lines, the log, a table file of the wrong size, and a
+// quiet error stream when tables are released.
+TEST(Endgame, SyzygyPathOption) {
+    if (!haveSyzygy()) GTEST_SKIP() << "no Syzygy tables in " << SYZYGY;
+    char dir_name[] = "/tmp/vireo_syzygy_XXXXXX";
+    ASSERT_NE(mkdtemp(dir_name), nullptr);
+    std::string dir = dir_name;
+    mkdir((dir + "/bad").c_str(), 0755);
+    std::ofstream(dir + "/bad/KQvK.rtbw") << std::string(100, 'x'); // not 16 more than a multiple of 64
+    std::ofstream(dir + "/commands.txt") << "setoption name SyzygyPath value " << SYZYGY << "\n"
+                                         << "position fen 4k3/8/8/r7/8/8/7R/4K3 w - - 0 1\ngo depth 2\n"
+                                         << "setoption name SyzygyPath value " << dir << "/bad\n"
+                                         << "setoption name SyzygyPath value " << SYZYGY << "\n"
+                                         << "setoption name SyzygyPath value <empty>\nquit\n";
+    std::string command = "cd '" + dir + "' && '" VIREO_BINARY "' < commands.txt > out.txt 2> err.txt";
+    ASSERT_EQ(std::system(command.c_str()), 0);
+    auto read = [&](const std::string& name) {
+        std::ifstream in(dir + "/" + name);
+        std::stringstream text;
+        text << in.rdbuf();
+        return text.str();
+    };
+    std::string out = read("out.txt"), err = read("err.txt"), log = read("vireo.log");
+    std::filesystem::remove_all(dir);
+    std::vector<std::string> reports;
+    std::istringstream lines(out);
+    for (std::string line; std::getline(lines, line);)
+        if (line.find("Syzygy") != std::string::npos || line.find("tablebase") != std::string::npos)
+            reports.push_back(line);
+    // Fathom names the file with its suffix's own dot after the one of the format.
+    EXPECT_EQ(reports, (std::vector<std::string>{"info debug Initialisation of Syzygy : failure",
+                                                 "info debug Initialisation of Syzygy : success (4 pieces)",
+                                                 "info string Incomplete tablebase file KQvK..rtbw",
+                                                 "info debug Initialisation of Syzygy : failure",
+                                                 "info debug Initialisation of Syzygy : success (4 pieces)",
+                                                 "info debug Initialisation of Syzygy : failure"}));
+    EXPECT_EQ(err, "Incomplete tablebase file KQvK..rtbw\n");
+    EXPECT_EQ(log, "Syzygy ok\nSyzygy ok\n");
+}

@@ -1,0 +1,289 @@
+// The feature vector: known vectors of small positions, the square sets behind them, the
+// stalemate zeroing and colour symmetry over many real positions.
+#include <algorithm>
+#include <map>
+#include "tests/evaluation_fixture.h"
+#include "engine/attacks.h"
+#include "sliders/sliders.h"
+#include "evaluation/evaluation.h"
+
+namespace {
+// The non-zero entries of a vector.
+std::map<int, int> nonZero(const std::vector<int>& f) {
+    std::map<int, int> m;
+    for (int i = 0; i < int(f.size()); i++)
+        if (f[i]) m[i] = f[i];
+    return m;
+}
+const char* const START = "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1";
+} // namespace
+
+TEST(Features, StartPositionAndFirstMove) {
+    EXPECT_EQ(nonZero(featuresOf(START)), (std::map<int, int>{}));
+    std::map<int, int> e4 = {{2, 1},    {6, -1},   {60, -1},  {70, -1},  {90, -1},  {100, -1}, {109, -1},
+                             {110, -2}, {111, -4}, {113, -4}, {114, -1}, {122, -4}, {126, -2}};
+    EXPECT_EQ(nonZero(featuresOf("rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq e3 0 1")), e4);
+    // Reached by playing the move: the pawn sets and attacks come from makeMove.
+    setUp(START, "e2e4");
+    computeAttacks();
+    computeFeatures(curr_ply->player, curr_ply->opponent);
+    EXPECT_EQ(nonZero(std::vector<int>(_features_, _features_ + NUM_FEATURES)), e4);
+    EXPECT_EQ(_features_[MAX_FEATURES - 1], 127);
+}
+
+TEST(Features, PawnStructure) {
+    // Doubled and isolated pawns on e2 and e3, both passed, on relative ranks 2 and 3.
+    std::vector<int> f = featuresOf("4k3/8/8/8/8/4P3/4P3/4K3 w - - 0 1");
+    EXPECT_EQ(f[115], 1);
+    EXPECT_EQ(f[116], 2);
+    EXPECT_EQ(f[3], 1);
+    EXPECT_EQ(f[5], 1);
+    EXPECT_EQ(f[0], 2);
+    EXPECT_EQ(f[1], -1);
+    // A black pawn on e2 stands on Black's relative rank 7: passed, feature 13.
+    f = featuresOf("4k3/8/8/8/8/8/4p3/K7 b - - 0 1");
+    EXPECT_EQ(f[13], 1);
+    EXPECT_EQ(f[12], 0);
+    // Pawns facing each other on one file are not passed: White's on its relative rank 4,
+    // Black's on its relative rank 3.
+    f = featuresOf("4k3/8/4p3/8/4P3/8/8/4K3 w - - 0 1");
+    EXPECT_EQ(f[6], 1);
+    EXPECT_EQ(f[4], -1);
+    EXPECT_EQ(f[7] | f[5], 0);
+}
+
+TEST(Features, CornerRings) {
+    EXPECT_EQ(featuresOf("4k3/8/8/8/3N4/8/8/R3K3 w - - 0 1")[28], 1); // rook a1, ring 0
+    EXPECT_EQ(featuresOf("4k3/8/8/8/3N4/8/8/R3K3 w - - 0 1")[20], 1); // knight d4, ring 6
+    // A white knight on every square in turn, Black to move: its ring feature reads -1.
+    int ring_size[7] = {};
+    for (int s = 0; s < 64; s++) {
+        int wk = s == 0 || s == 63 ? 7 : 0, bk = s == 0 || s == 63 ? 56 : 63;
+        std::string board[8];
+        for (int r = 0; r < 8; r++) board[r] = "........";
+        board[s >> 3][s & 7] = 'N';
+        board[wk >> 3][wk & 7] = 'K';
+        board[bk >> 3][bk & 7] = 'k';
+        std::string fen;
+        for (int r = 7; r >= 0; r--) fen += board[r] + (r ? "/" : "");
+        for (char d = '8'; d >= '1'; d--) { // dots to FEN digits
+            std::string run(size_t(d - '0'), '.');
+            for (size_t p; (p = fen.find(run)) != std::string::npos;) fen.replace(p, run.size(), 1, d);
+        }
+        std::vector<int> f = featuresOf((fen + " b - - 0 1").c_str());
+        int found = 0;
+        for (int d = 0; d < 7; d++)
+            if (f[14 + d] == -1) ring_size[d]++, found++;
+        EXPECT_EQ(found, 1) << fen;
+    }
+    EXPECT_EQ(std::vector<int>(ring_size, ring_size + 7), (std::vector<int>{4, 8, 12, 16, 12, 8, 4}));
+    // Ring 1 is b1, a2, g1, h2, a7, b8, h7, g8; ring 6 the four centre squares.
+    for (const char* fen : {"4k3/8/8/8/8/8/8/1N2K3 b - - 0 1", "4k3/8/8/8/8/8/N7/4K3 b - - 0 1",
+                            "4k3/N7/8/8/8/8/8/4K3 b - - 0 1", "1N2k3/8/8/8/8/8/8/4K3 b - - 0 1",
+                            "4k3/7N/8/8/8/8/8/4K3 b - - 0 1", "4k1N1/8/8/8/8/8/8/4K3 b - - 0 1"})
+        EXPECT_EQ(featuresOf(fen)[15], -1) << fen;
+    for (const char* fen : {"4k3/8/8/3N4/8/8/8/4K3 b - - 0 1", "4k3/8/8/4N3/8/8/8/4K3 b - - 0 1",
+                            "4k3/8/8/8/4N3/8/8/4K3 b - - 0 1"})
+        EXPECT_EQ(featuresOf(fen)[20], -1) << fen;
+}
+
+TEST(Features, ThreatsAndDefence) {
+    // White knight f4 attacks the black queen d5, which the c6 pawn defends.
+    std::vector<int> f = featuresOf("4k3/8/2p5/3q4/5N2/8/8/4K3 w - - 0 1");
+    EXPECT_EQ(f[67], 1); // knight row, queen threat
+    EXPECT_EQ(f[58], 1); // pawn row, queen defence (opponent first)
+    // The same with Black to move: both signs turn.
+    f = featuresOf("4k3/8/2p5/3q4/5N2/8/8/4K3 b - - 0 1");
+    EXPECT_EQ(f[67], -1);
+    EXPECT_EQ(f[58], -1);
+    // Two knights on one target count once.
+    f = featuresOf("4k3/8/8/3r4/8/2N1N3/8/4K3 w - - 0 1");
+    EXPECT_EQ(f[49 + 10 + 6], 1);
+}
+
+TEST(Features, StalematedBareKingGivesZeros) {
+    // Black king h8 against king f7, queen g6 and pawn a2: every neighbouring square is attacked.
+    std::vector<int> f = featuresOf("7k/5K2/6Q1/8/8/8/P7/8 b - - 0 1");
+    EXPECT_EQ(nonZero(f), (std::map<int, int>{}));
+    EXPECT_EQ(_features_[MAX_FEATURES - 1], 127);
+    // With a free square (g6 queen moved to g5) the features are computed as usual.
+    f = featuresOf("7k/5K2/8/6Q1/8/8/P7/8 b - - 0 1");
+    EXPECT_EQ(f[0], -2);
+    EXPECT_EQ(f[1], 1);
+}
+
+TEST(Features, ColourMirrorGivesTheSameVectorAndScore) {
+    std::vector<std::string> fens = samplePositions(997, 1000);
+    if (fens.empty()) GTEST_SKIP() << "no training positions in " VIREO_SHARED_DIR "/training";
+    // Endings with a material class, castling rights and en passant squares as well.
+    for (const char* fen : {"8/8/4k3/8/2r5/8/3RK3/8 w - - 0 1", "8/2n5/4k3/8/8/3P4/4K3/8 b - - 0 1",
+                            "8/8/3k4/2p5/8/1BN5/4K3/8 w - - 3 40", "r3k2r/pp3ppp/8/3pP3/8/8/PP3PPP/R3K2R w Kq d6 0 12",
+                            "7k/5K2/6Q1/8/8/8/P7/8 b - - 0 1"})
+        fens.push_back(fen);
+    int checked = 0;
+    for (const std::string& fen : fens) {
+        std::vector<int> f = featuresOf(fen.c_str());
+        int score = evaluate(curr_ply);
+        std::string mirrored = mirrorFen(fen);
+        std::vector<int> g = featuresOf(mirrored.c_str());
+        EXPECT_EQ(f, g) << fen << " / " << mirrored;
+        EXPECT_EQ(evaluate(curr_ply), score) << fen << " / " << mirrored;
+        checked++;
+    }
+    EXPECT_GE(checked, 900);
+}
+
+// An independent, slow computation of the vector from the pieces alone: attack sets, pins,
+// checking squares and pawn structure worked out square by square, then each feature by its
+// definition. It cross-checks the features together with the attack information they read.
+namespace {
+struct SlowSide {
+    int colour;
+    Bitboard pieces[7];
+    int king;
+    Bitboard att[7];
+    Bitboard pinned, checks, passed, not_passed, doubled, isolated;
+};
+
+Bitboard slowAttacks(int colour, int type, int s, Bitboard occupancy) {
+    switch (type) {
+    case PAWN: return pawn_attacks[colour][s];
+    case KNIGHT: return knight_attacks[s];
+    case BISHOP: return getBishopMoves(occupancy, s);
+    case ROOK: return getRookMoves(occupancy, s);
+    case QUEEN: return getQueenMoves(occupancy, s);
+    default: return king_attacks[s];
+    }
+}
+
+SlowSide slowSide(const Side* me, const Side* enemy, int colour) {
+    SlowSide r{};
+    r.colour = colour;
+    for (int t = 0; t < 7; t++) r.pieces[t] = me->pieces[t];
+    r.king = lsb(me->pieces[KING]);
+    Bitboard occupancy = me->pieces[0] | enemy->pieces[0];
+    for (int s = 0; s < 64; s++)
+        for (int t = PAWN; t <= KING; t++)
+            if (me->pieces[t] & bit(s)) {
+                r.att[t] |= slowAttacks(colour, t, s, occupancy);
+                r.att[0] |= slowAttacks(colour, t, s, occupancy);
+            }
+    // Pins: walk out from the king; an own piece followed by an enemy slider of that line.
+    const int dirs[8][2] = {{0, 1}, {1, 0}, {0, -1}, {-1, 0}, {1, 1}, {1, -1}, {-1, 1}, {-1, -1}};
+    for (int d = 0; d < 8; d++) {
+        int f = r.king % 8, k = r.king / 8, first = -1;
+        Bitboard sliders = enemy->pieces[QUEEN] | enemy->pieces[d < 4 ? ROOK : BISHOP];
+        for (f += dirs[d][0], k += dirs[d][1]; f >= 0 && f < 8 && k >= 0 && k < 8; f += dirs[d][0], k += dirs[d][1]) {
+            Bitboard b = bit(8 * k + f);
+            if (!(occupancy & b)) continue;
+            if (first < 0 && (me->pieces[0] & b)) {
+                first = 8 * k + f;
+                continue;
+            }
+            if (first >= 0 && (sliders & b)) r.pinned |= bit(first);
+            break;
+        }
+    }
+    if (enemy->pieces[PAWN]) r.checks |= pawn_attacks[colour][r.king];
+    if (enemy->pieces[KNIGHT]) r.checks |= knight_attacks[r.king];
+    if (enemy->pieces[BISHOP] | enemy->pieces[QUEEN]) r.checks |= getBishopMoves(occupancy, r.king);
+    if (enemy->pieces[ROOK] | enemy->pieces[QUEEN]) r.checks |= getRookMoves(occupancy, r.king);
+    // Pawn structure.
+    for (int s = 0; s < 64; s++) {
+        if (!(me->pieces[PAWN] & bit(s))) continue;
+        bool passed = true, doubled = false, isolated = true;
+        for (int t = 0; t < 64; t++) {
+            bool ahead = colour == WHITE ? t / 8 > s / 8 : t / 8 < s / 8;
+            int df = t % 8 - s % 8;
+            if (ahead && df >= -1 && df <= 1 && (enemy->pieces[PAWN] & bit(t))) passed = false;
+            if (ahead && df == 0 && (me->pieces[PAWN] & bit(t))) doubled = true;
+            if ((df == -1 || df == 1) && (me->pieces[PAWN] & bit(t))) isolated = false;
+        }
+        (passed ? r.passed : r.not_passed) |= bit(s);
+        if (doubled) r.doubled |= bit(s);
+        if (isolated) r.isolated |= bit(s);
+    }
+    return r;
+}
+
+int relativeRank(int colour, int s) { return colour == WHITE ? s / 8 + 1 : 8 - s / 8; }
+int countOnRank(Bitboard b, int colour, int r) {
+    int n = 0;
+    for (int s = 0; s < 64; s++) n += (b & bit(s)) && relativeRank(colour, s) == r;
+    return n;
+}
+int ring(int s) { return std::min(s % 8, 7 - s % 8) + std::min(s / 8, 7 - s / 8); }
+int countInRing(Bitboard b, int d) {
+    int n = 0;
+    for (int s = 0; s < 64; s++) n += (b & bit(s)) && ring(s) == d;
+    return n;
+}
+// Files c-f of the colour's own relative ranks 3 and 4.
+Bitboard ownCentre(int colour) {
+    Bitboard b = 0;
+    for (int s = 0; s < 64; s++)
+        if (s % 8 >= 2 && s % 8 <= 5 && (relativeRank(colour, s) == 3 || relativeRank(colour, s) == 4)) b |= bit(s);
+    return b;
+}
+
+std::vector<int> slowFeatures(const Ply* ply) {
+    int pc = ply->player->info->colour;
+    SlowSide P = slowSide(ply->player, ply->opponent, pc), O = slowSide(ply->opponent, ply->player, 1 - pc);
+    std::vector<int> f(NUM_FEATURES);
+    int pm = popcount(P.pieces[0]), om = popcount(O.pieces[0]);
+    f[0] = pm - om;
+    f[1] = (pm == 1) - (om == 1);
+    for (int k = 0; k < 6; k++) {
+        f[2 + 2 * k] = countOnRank(P.not_passed, P.colour, k + 2) - countOnRank(O.not_passed, O.colour, k + 2);
+        f[3 + 2 * k] = countOnRank(P.passed, P.colour, k + 2) - countOnRank(O.passed, O.colour, k + 2);
+    }
+    for (int j = 0; j < 5; j++)
+        for (int d = 0; d < 7; d++) f[14 + 7 * j + d] = countInRing(P.pieces[KNIGHT + j], d) - countInRing(O.pieces[KNIGHT + j], d);
+    for (int i = 0; i < 6; i++)
+        for (int j = 0; j < 5; j++) {
+            f[49 + 10 * i + 2 * j] = popcount(O.pieces[1 + j] & P.att[1 + i]) - popcount(P.pieces[1 + j] & O.att[1 + i]);
+            f[50 + 10 * i + 2 * j] = popcount(O.pieces[1 + j] & O.att[1 + i]) - popcount(P.pieces[1 + j] & P.att[1 + i]);
+        }
+    Bitboard empty = ~(P.pieces[0] | O.pieces[0]);
+    auto pushes = [](const SlowSide& s) {
+        Bitboard b = 0;
+        for (int q = 0; q < 64; q++)
+            if (s.pieces[PAWN] & bit(q)) b |= bit(s.colour == WHITE ? q + 8 : q - 8);
+        return b;
+    };
+    f[109] = popcount(pushes(P) & empty & ~O.att[0]) - popcount(pushes(O) & empty & ~P.att[0]);
+    for (int j = 0; j < 5; j++)
+        f[110 + j] = popcount(P.att[KNIGHT + j] & empty & ~O.att[0]) - popcount(O.att[KNIGHT + j] & empty & ~P.att[0]);
+    f[115] = popcount(P.doubled) - popcount(O.doubled);
+    f[116] = popcount(P.isolated) - popcount(O.isolated);
+    for (int j = 0; j < 5; j++) f[117 + j] = popcount(P.pieces[1 + j] & P.pinned) - popcount(O.pieces[1 + j] & O.pinned);
+    for (int t = 1; t <= 6; t++)
+        f[122] += popcount(P.pieces[t] & ownCentre(P.colour)) + popcount(P.att[t] & ownCentre(P.colour)) -
+                  popcount(O.pieces[t] & ownCentre(O.colour)) - popcount(O.att[t] & ownCentre(O.colour));
+    auto cover = [](const SlowSide& s) { return s.pieces[0] | s.att[1] | s.att[2] | s.att[3] | s.att[4] | s.att[5]; };
+    f[123] = popcount(cover(P) & king_attacks[P.king]) - popcount(cover(O) & king_attacks[O.king]);
+    auto support = [](const SlowSide& s) { return s.att[1] | s.att[2] | s.att[3] | s.att[4] | s.att[6]; };
+    f[124] = popcount(O.att[5] & king_attacks[P.king] & support(O)) - popcount(P.att[5] & king_attacks[O.king] & support(P));
+    const int value[6] = {0, 100, 300, 300, 500, 900};
+    for (int t = 1; t <= 5; t++)
+        f[125] += value[t] * (popcount(O.att[t] & king_attacks[P.king]) - popcount(P.att[t] & king_attacks[O.king]));
+    f[126] = popcount(P.checks) - popcount(O.checks);
+    if (pm == 1 && !(king_attacks[P.king] & ~O.att[0])) std::fill(f.begin(), f.end(), 0);
+    return f;
+}
+} // namespace
+
+TEST(Features, AgreeWithASlowComputationFromThePieces) {
+    std::vector<std::string> fens = samplePositions(1999, 500);
+    if (fens.empty()) GTEST_SKIP() << "no training positions in " VIREO_SHARED_DIR "/training";
+    for (const char* fen : {"rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq e3 0 1",
+                            "4k3/8/2p5/3q4/5N2/8/8/4K3 w - - 0 1", "7k/5K2/6Q1/8/8/8/P7/8 b - - 0 1",
+                            "r3k2r/pp3ppp/8/3pP3/8/8/PP3PPP/R3K2R w Kq d6 0 12",
+                            "4k3/4r3/8/1b6/8/3N4/4B3/R3K3 w - - 0 1", "3qk3/8/8/8/Q7/8/3R4/3K4 b - - 0 1"})
+        fens.push_back(fen);
+    for (const std::string& fen : fens) {
+        std::vector<int> fast = featuresOf(fen.c_str());
+        std::vector<int> slow = slowFeatures(curr_ply);
+        for (int i = 0; i < NUM_FEATURES; i++) EXPECT_EQ(fast[i], slow[i]) << "feature " << i << " of " << fen;
+    }
+}

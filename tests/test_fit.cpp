@@ -1,0 +1,144 @@
+// The weight fitter, run as a program on data made from a known model: it must pair rows with
+// their positions, give the class term its sign, split off the held-out blocks and write the
+// tables back with the weights it was given.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <random>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+std::string buildDirectory() {
+    std::string binary = VIREO_BINARY;
+    return binary.substr(0, binary.find_last_of('/'));
+}
+
+std::string readFile(const std::string& name) {
+    std::ifstream in(name);
+    std::stringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+// The numbers of the tables "name...[...] = { ... };" in the generated source, in order of
+// appearance (the class values may be one table or one per piece count).
+std::vector<double> tableValues(const std::string& source, const std::string& name) {
+    std::vector<double> values;
+    for (size_t at = source.find(name); at != std::string::npos; at = source.find(name, at + 1)) {
+        size_t bracket = source.find_first_not_of("abcdefghijklmnopqrstuvwxyz_0123456789", at);
+        size_t equals = source.find('=', at), semicolon = source.find(';', at);
+        if (source[bracket] != '[' || equals > semicolon) continue;
+        size_t open = source.find('{', equals);
+        size_t end = source.find("};", open);
+        std::string body = source.substr(open, end - open);
+        for (size_t i = 0; i < body.size();) {
+            if (body.compare(i, 2, "//") == 0) {
+                i = body.find('\n', i);
+                if (i == std::string::npos) break;
+                continue;
+            }
+            char c = body[i];
+            if ((c >= '0' && c <= '9') || c == '-') {
+                char* stop;
+                values.push_back(strtod(body.c_str() + i, &stop));
+                i = size_t(stop - body.c_str()) + 1;
+            } else {
+                i++;
+            }
+        }
+        at = end;
+    }
+    return values;
+}
+
+} // namespace
+
+TEST(FitModel, RecoversTheWeightsOfAKnownModel) {
+    std::string tool = buildDirectory() + "/fit_model";
+    if (access(tool.c_str(), X_OK) != 0) GTEST_SKIP() << "fit_model is not built next to the engine";
+    char dir_template[] = "/tmp/vireo_fit_XXXXXX";
+    ASSERT_NE(mkdtemp(dir_template), nullptr);
+    std::string dir = dir_template;
+
+    // Four positions: rook ending (4 men, class field), 5 and 10 men, and the initial position.
+    struct Sample { const char* fen; int men, men_to_move, material_class; };
+    const Sample samples[] = {
+        {"4k3/4r3/8/8/8/8/3R4/3K4 w - - 0 1", 4, 2, 16},
+        {"4k3/4r3/8/8/8/8/3RP3/3K4 b - - 0 1", 5, 2, -40},
+        {"4k3/pp2r1p1/8/8/8/8/PPRP4/3K4 w - - 0 1", 10, 5, 0},
+        {"rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1", 32, 16, 0},
+    };
+    // The known model: weights of features 1..126 and the two class values.
+    std::vector<double> truth(127);
+    for (int i = 1; i < 127; i++) truth[i] = (i % 13) * 7 - 40;
+    const double bias4 = 300, bias5 = -120;
+
+    std::mt19937 rng(7);
+    std::ofstream positions(dir + "/positions.txt"), features(dir + "/features.csv");
+    const int rows = 8000;
+    for (int n = 0; n < rows; n++) {
+        // An unusable line first now and then: the engine writes no row for it.
+        if (n % 97 == 0) positions << "this is no position;1.0\n";
+        const Sample& s = samples[n % 4];
+        std::vector<int> f(127);
+        f[0] = 2 * s.men_to_move - s.men;
+        for (int i = 1; i < 127; i++) f[i] = int(rng() % 7) - 3;
+        double score = 0;
+        for (int i = 1; i < 127; i++) score += truth[i] * f[i];
+        int material_class = s.material_class;
+        if (s.men == 4) {
+            material_class = rng() % 2 ? 16 : -16;
+            score += material_class > 0 ? bias4 : -bias4;
+        } else if (s.men == 5) {
+            material_class = rng() % 2 ? 40 : -40;
+            score += material_class > 0 ? bias5 : -bias5;
+        }
+        int cp = int(std::lround(score));
+        positions << s.fen << ";" << cp / 100.0 << "\n";
+        if (material_class) features << material_class << ";";
+        for (int i = 0; i < 127; i++) features << f[i] << ";";
+        features << cp << "\n";
+    }
+    positions.close();
+    features.close();
+
+    std::string command = tool + " --positions=" + dir + "/positions.txt --features=" + dir +
+                          "/features.csv --weights=" + dir + "/weights.cpp --heldout=" + dir +
+                          "/heldout.txt --block=10 --every=5 --lambda=0.01 --max-rmse=1 > " + dir + "/log.txt";
+    ASSERT_EQ(system(command.c_str()), 0) << readFile(dir + "/log.txt");
+
+    std::string source = readFile(dir + "/weights.cpp");
+    std::vector<double> weights = tableValues(source, "eval_weights");
+    ASSERT_EQ(weights.size(), 29u * 128u);
+    for (int men : {4, 5, 10, 32})
+        for (int i = 1; i < 127; i++)
+            EXPECT_NEAR(weights[(men - 4) * 128 + i], truth[i], 0.05) << men << " men, weight " << i;
+    // The piece count never varies among 32 men: the ridge leaves its weight at 0.
+    EXPECT_EQ(weights[28 * 128], 0.0);
+    // Rows of a piece count that never occurs keep all-zero weights.
+    for (int i = 0; i < 128; i++) EXPECT_EQ(weights[(20 - 4) * 128 + i], 0.0);
+
+    std::vector<double> bias = tableValues(source, "endgame_bias");
+    ASSERT_EQ(bias.size(), 31u + 111u + 366u);
+    EXPECT_NEAR(bias[16], bias4, 1.0);
+    EXPECT_NEAR(bias[31 + 40], bias5, 1.0);
+    EXPECT_EQ(bias[0], 0.0);
+
+    // Every fifth block of ten position lines is held out, unusable lines included.
+    std::ifstream held(dir + "/heldout.txt");
+    std::string line;
+    int held_lines = 0;
+    while (std::getline(held, line)) held_lines++;
+    int all_lines = rows + (rows + 96) / 97;
+    EXPECT_EQ(held_lines, (all_lines / 50) * 10 + std::max(0, all_lines % 50 - 40));
+
+    std::string removal = "rm -rf " + dir;
+    EXPECT_EQ(system(removal.c_str()), 0);
+}
