@@ -7,14 +7,25 @@
 #include "engine/rootprobe.h"
 
 namespace {
+// The tables stay loaded in this process but are switched off again after each test, so that
+// other tests see the engine without tables.
+unsigned loaded_largest = 0;
+
 bool loadTables() {
-    static int state = -1;
-    if (state < 0) {
+    static bool tried = false;
+    if (!tried) {
+        tried = true;
         std::string dir = std::string(VIREO_SHARED_DIR) + "/syzygy";
-        state = std::filesystem::exists(dir + "/KQvK.rtbw") && tb_init(dir.c_str()) && TB_LARGEST >= 4;
+        if (std::filesystem::exists(dir + "/KQvK.rtbw") && tb_init(dir.c_str())) loaded_largest = TB_LARGEST;
+        TB_LARGEST = 0;
     }
-    return state == 1;
+    TB_LARGEST = loaded_largest;
+    return loaded_largest >= 4;
 }
+
+struct TablesOff {
+    ~TablesOff() { TB_LARGEST = 0; }
+};
 
 bool probe(const char* fen, Move* move, int* score) {
     setUpSearch(fen);
@@ -34,6 +45,7 @@ TEST(RootProbe, WithoutTablesNothingIsProbed) {
 }
 
 TEST(RootProbe, MovesScoresAndPromotions) {
+    TablesOff off;
     if (!loadTables()) GTEST_SKIP() << "no Syzygy tables under " << VIREO_SHARED_DIR << "/syzygy";
     Move m = 0;
     int s = 0;
