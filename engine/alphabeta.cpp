@@ -5,6 +5,7 @@
 #include <cstring>
 #include "alphabeta.h"
 #include "assertion.h"
+#include "childkey.h"
 #include "makemove.h"
 #include "movegen.h"
 #include "ordering.h"
@@ -116,6 +117,9 @@ int alphaBeta(int ply, int depth, int alpha, int beta, uint32_t in_check) {
                 node->moves[0] = hash_move | HASH_MOVE;
                 break;
             }
+
+    // Fetch the children's buckets while the first of them is searched.
+    for (int i = 0; i < count; i++) __builtin_prefetch(ttBucket(childKey(node, node->moves[i])));
 
     int child_depth = count == 1 && depth < MAX_DEPTH ? depth + 1 : depth;
     int bestEval = -INFINITE;

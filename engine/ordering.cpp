@@ -6,6 +6,8 @@
 #include "attacks.h"
 #include "makemove.h"
 #include "movegen.h"
+#include "childkey.h"
+#include "../transposition/tt.h"
 #include "../sliders/sliders.h"
 
 int32_t history[2][8][64];
@@ -107,6 +109,8 @@ Move nextMove(MovePicker* picker) {
                     break;
                 }
         }
+        // Fetch the children's buckets while the first of them is searched.
+        for (int i = 0; i < ply->generated; i++) __builtin_prefetch(ttBucket(childKey(ply, ply->moves[i])));
         picker->stage = 2;
         [[fallthrough]];
     case 2: {

@@ -66,10 +66,6 @@ uint64_t hashfull() {
     return transposition.count ? transposition.used * 1000 / transposition.count : 0;
 }
 
-TTEntry* ttBucket(uint64_t key) {
-    return transposition.entries ? transposition.entries + (key & transposition.mask) : nullptr;
-}
-
 void setRootPieces(int n) { transposition.root_pieces = n; }
 
 uint64_t probeTT(Ply* ply) {

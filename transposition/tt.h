@@ -36,7 +36,10 @@ void createTT(int size_mb);
 void freeTT();
 void clearTT();
 uint64_t hashfull();
-TTEntry* ttBucket(uint64_t key);
+// Null while no table exists, so that moves can be made before the table is created.
+inline TTEntry* ttBucket(uint64_t key) {
+    return transposition.entries ? transposition.entries + (key & transposition.mask) : nullptr;
+}
 void setRootPieces(int n);
 uint64_t probeTT(Ply* ply);
 Move probeMove(uint64_t key);

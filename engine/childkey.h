@@ -1,0 +1,26 @@
+// The key of the position a move leads to, computed without making the move, so that the table
+// bucket of a child can be fetched from memory while its siblings are searched.
+#pragma once
+#include "board.h"
+
+inline uint64_t childKey(const Ply* ply, Move m) {
+    int to = moveTo(m), from = moveFrom(m), piece = movePiece(m);
+    int captured = moveCaptured(m), promotion = movePromotion(m);
+    const Side* mover = ply->player;
+    const int* offset = mover->info->key_offset;
+    uint64_t key = ply->key ^ Z[offset[piece] + from] ^ Z[offset[piece] + to] ^ Z[Z_WHITE_TO_MOVE];
+    if (ply->en_passant) key ^= Z[Z_EN_PASSANT + fileOf(lsb(ply->en_passant))];
+    int capture_square = to;
+    if (piece == PAWN) {
+        if ((from ^ to) == 16) key ^= Z[Z_EN_PASSANT + fileOf(from)];
+        if (ply->en_passant & bit(to)) capture_square = mover->info->colour == WHITE ? to - 8 : to + 8;
+    } else if (piece == KING && (to == from + 2 || to == from - 2)) {
+        int rook_from = to == from + 2 ? from + 3 : from - 4, rook_to = to == from + 2 ? from + 1 : from - 1;
+        key ^= Z[offset[ROOK] + rook_from] ^ Z[offset[ROOK] + rook_to];
+    }
+    if (captured) key ^= Z[ply->opponent->info->key_offset[captured] + capture_square];
+    if (promotion) key ^= Z[offset[PAWN] + to] ^ Z[offset[promotion] + to];
+    Bitboard from_to = bit(from) | bit(to);
+    if (ply->castling & from_to) key ^= castlingKey(ply->castling) ^ castlingKey(ply->castling & ~from_to);
+    return key;
+}
