@@ -39,15 +39,35 @@ inline bool betterAtRoot(Move c, Move b, int colour, uint32_t mirror) {
 
 enum { ORDER_PLAIN, ORDER_INNER, ORDER_ROOT };
 
+// The inner comparator as one number, larger first: tactical moves above quiet ones, then the
+// tactical part or the history value (offset to unsigned), the centrality entry, and the low half
+// of the mirrored word (its high half is the tactical part again). Read afresh at every selection,
+// since the searches below change the history between two selections.
+inline uint64_t innerKey(Move m, const int32_t* colour_history, uint32_t mirror) {
+    uint64_t tail = (uint64_t(centrality[m & 0xfff]) << 16) | ((m ^ mirror) & 0xffff);
+    uint32_t tactical = tacticalPart(m);
+    if (tactical) return (uint64_t(1) << 63) | (uint64_t(tactical >> 16) << 22) | tail;
+    uint32_t h = uint32_t(colour_history[((m >> 12) & 7) * 64 + (m & 63)]) ^ 0x80000000u;
+    return (uint64_t(h) << 22) | tail;
+}
+
 // Swaps the best of moves[i..count-1] into place i; a later move takes over only when strictly better.
 template <int ORDER>
 inline void selectMove(Move* moves, int i, int count, int colour, uint32_t mirror) {
     int choice = i;
-    for (int j = i + 1; j < count; j++) {
-        bool takes_over = ORDER == ORDER_PLAIN   ? betterPlain(moves[j], moves[choice], mirror)
-                          : ORDER == ORDER_INNER ? better(moves[j], moves[choice], colour, mirror)
-                                                 : betterAtRoot(moves[j], moves[choice], colour, mirror);
-        if (takes_over) choice = j;
+    if (ORDER == ORDER_INNER) {
+        const int32_t* colour_history = &history[colour][0][0];
+        uint64_t best = innerKey(moves[i], colour_history, mirror);
+        for (int j = i + 1; j < count; j++) {
+            uint64_t key = innerKey(moves[j], colour_history, mirror);
+            if (key > best) best = key, choice = j;
+        }
+    } else {
+        for (int j = i + 1; j < count; j++) {
+            bool takes_over = ORDER == ORDER_PLAIN ? betterPlain(moves[j], moves[choice], mirror)
+                                                   : betterAtRoot(moves[j], moves[choice], colour, mirror);
+            if (takes_over) choice = j;
+        }
     }
     Move m = moves[choice];
     moves[choice] = moves[i];

@@ -143,3 +143,28 @@ TEST(Ordering, PickerValidatesTheHashMove) {
     initPicker(&picker, 4, 3, 1, 0);
     EXPECT_EQ(picker.gen_mode, uint32_t(GEN_ALL));
 }
+
+TEST(Ordering, SelectionKeyAgreesWithTheComparator) {
+    initSearchTables();
+    uint64_t seed = 12345;
+    auto next = [&seed]() {
+        seed ^= seed << 13, seed ^= seed >> 7, seed ^= seed << 17;
+        return seed;
+    };
+    auto randomMove = [&]() {
+        Move m = makeMoveWord(int(next() % 64), int(next() % 64), int(1 + next() % 6));
+        if (next() % 2) m |= Move(next() & 0x17f0000) & ~0x800000u; // some tactical bits
+        return m;
+    };
+    for (int n = 0; n < 20000; n++) {
+        int colour = int(next() % 2);
+        uint32_t mirror = colour == BLACK ? MIRROR_BLACK : 0;
+        Move c = randomMove(), b = next() % 4 ? randomMove() : c;
+        historyEntry(colour, c) = int32_t(next() % 3) - 1 + (next() % 2 ? int32_t(next()) : 0);
+        if (next() % 3 == 0) historyEntry(colour, b) = historyEntry(colour, c);
+        const int32_t* h = &history[colour][0][0];
+        EXPECT_EQ(better(c, b, colour, mirror), innerKey(c, h, mirror) > innerKey(b, h, mirror))
+            << std::hex << c << " " << b << " " << colour;
+    }
+    memset(history, 0, sizeof history);
+}
