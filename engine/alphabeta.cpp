@@ -122,6 +122,7 @@ int alphaBeta(int ply, int depth, int alpha, int beta, uint32_t in_check) {
     Move best_move = 0;
     int quiets = 0;
     uint64_t root_mark = search.nodes;
+    SelectionKeys selection;
     for (int i = 0; i < count; i++) {
         int a = std::max(bestEval, alpha);
         Move m;
@@ -130,7 +131,7 @@ int alphaBeta(int ply, int depth, int alpha, int beta, uint32_t in_check) {
             search.currmove = m & 0x0fffffff;
             search.currmovenumber = i + 1;
         } else {
-            m = selectMove<ORDER_INNER>(i);
+            m = selectInner(node, i, selection);
         }
         int R = 0;
         if (!(m & ORDER_MASK)) {

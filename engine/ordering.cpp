@@ -12,6 +12,7 @@ int32_t history[2][8][64];
 uint64_t root_nodes[4096];
 uint8_t centre[64];
 uint8_t centrality[4096];
+uint64_t history_version[2];
 
 void initCentrality() {
     for (int s = 0; s < 64; s++) {
@@ -28,8 +29,10 @@ void addHistory(int colour, Move m, int delta) {
     if (next > LIMIT || next < -LIMIT) {
         int32_t* all = &history[0][0][0];
         for (size_t i = 0; i < sizeof history / sizeof history[0][0][0]; i++) all[i] /= 2;
+        history_version[colour ^ 1]++;
     }
     historyEntry(colour, m) += delta;
+    history_version[colour]++;
 }
 
 bool hashMoveIsValid(Move m) {

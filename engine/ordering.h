@@ -14,6 +14,10 @@ void initCentrality();
 inline uint32_t tacticalPart(Move m) { return m & ORDER_MASK; }
 inline int32_t& historyEntry(int colour, Move m) { return history[colour][(m >> 12) & 7][m & 63]; }
 
+// Raised with every change of a colour's history entries, so that selection keys computed from
+// them are known to be still current.
+extern uint64_t history_version[2];
+
 // Adds to a history entry; when the entry would pass +-2^30 the whole table is halved first.
 void addHistory(int colour, Move m, int delta);
 
@@ -72,6 +76,36 @@ inline void selectMove(Move* moves, int i, int count, int colour, uint32_t mirro
     Move m = moves[choice];
     moves[choice] = moves[i];
     moves[i] = m;
+}
+
+// The inner selection with the keys of the list kept between two selections of one node: they are
+// recomputed only when the history of the side to move has changed in between, which nodes
+// two plies above the horizon never see.
+struct SelectionKeys {
+    uint64_t version = ~uint64_t(0);
+    uint64_t keys[MAX_MOVES];
+};
+
+inline Move selectInner(Ply* ply, int i, SelectionKeys& cache) {
+    int colour = ply->player->info->colour;
+    int count = ply->generated;
+    Move* moves = ply->moves;
+    uint64_t* keys = cache.keys;
+    int choice = i;
+    if (cache.version != history_version[colour]) {
+        cache.version = history_version[colour];
+        const int32_t* colour_history = &history[colour][0][0];
+        for (int j = i; j < count; j++) keys[j] = innerKey(moves[j], colour_history, ply->mirror);
+    }
+    uint64_t best = keys[i];
+    for (int j = i + 1; j < count; j++)
+        if (keys[j] > best) best = keys[j], choice = j;
+    Move m = moves[choice];
+    moves[choice] = moves[i];
+    moves[i] = m;
+    keys[choice] = keys[i];
+    keys[i] = best;
+    return m;
 }
 
 // Orders the current ply's list at place i.

@@ -9,6 +9,8 @@ void resetSearch() {
     memset(&search, 0, sizeof search);
     memset(root_nodes, 0, sizeof root_nodes);
     memset(history, 0, sizeof history);
+    history_version[BLACK]++;
+    history_version[WHITE]++;
 }
 
 void newGame() {

@@ -260,6 +260,9 @@ TEST(SearchE2E, TablebaseAnswerAtTheRoot) {
 
     const char* fen = "8/8/8/4k3/8/8/8/KQ6 w - - 0 1";
     ASSERT_TRUE(tb_init(dir.c_str()));
+    struct TablesOff {
+        ~TablesOff() { TB_LARGEST = 0; } // other tests in this process run without tables
+    } off;
     setUp(fen);
     const Ply* p = curr_ply;
     unsigned result = tb_probe_root_impl(p->white.pieces[0], p->black.pieces[0], p->white.pieces[KING] | p->black.pieces[KING],
