@@ -1,7 +1,7 @@
 #!/bin/sh
 # Installs the Debian packages that building, testing and training need; skips what is there.
 set -e
-packages="cmake g++ make libgtest-dev libfathom-dev stockfish libeigen3-dev"
+packages="cmake g++ make libgtest-dev libfathom-dev stockfish"
 missing=""
 for p in $packages; do
     dpkg -s "$p" >/dev/null 2>&1 || missing="$missing $p"
