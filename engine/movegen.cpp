@@ -105,13 +105,16 @@ int isKingAttacked(Side* defender, Side* attacker) {
 }
 
 namespace {
+// The mode is a template argument so that the full generation, which perft and the main search
+// use, carries no test of the tactical filter in its inner loop.
+template <int mode>
 struct Generator {
     Ply* ply;
     Side* P;
     Side* O;
     AttackInfo* A;
     AttackInfo* B;
-    int k, kO, mode;
+    int k, kO;
     Move* list;
     int n;
 
@@ -141,7 +144,8 @@ struct Generator {
             m |= Move((checks >> d) & 1) << 18;
             if (discoverer && !(line_masks[d] & line_masks[from] & line_masks[kO])) m |= DISCOVERED_CHECK;
             m |= Move((escapes >> d) & 1) << 17;
-            if (mode == GEN_TACTICAL && !(m & ORDER_MASK)) continue;
+            if constexpr (mode == GEN_TACTICAL)
+                if (!(m & ORDER_MASK)) continue;
             list[n++] = m;
         }
     }
@@ -252,10 +256,21 @@ struct Generator {
 };
 } // namespace
 
-void generateMoves(int mode) {
-    Ply* ply = curr_ply;
-    Generator g{ply, ply->player, ply->opponent, ply->player->attacks, ply->opponent->attacks,
-                ply->player->king, ply->opponent->king, mode, ply->moves, 0};
+namespace {
+template <int mode>
+void generate(Ply* ply) {
+    Generator<mode> g{ply, ply->player, ply->opponent, ply->player->attacks, ply->opponent->attacks,
+                      ply->player->king, ply->opponent->king, ply->moves, 0};
     g.run();
     ply->generated = g.n;
+}
+} // namespace
+
+void generateMoves(int mode) {
+    switch (mode) {
+    case GEN_TACTICAL: generate<GEN_TACTICAL>(curr_ply); break;
+    case GEN_CAPTURES: generate<GEN_CAPTURES>(curr_ply); break;
+    case GEN_RECAPTURES: generate<GEN_RECAPTURES>(curr_ply); break;
+    default: generate<GEN_ALL>(curr_ply);
+    }
 }
