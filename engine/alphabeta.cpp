@@ -118,9 +118,6 @@ int alphaBeta(int ply, int depth, int alpha, int beta, uint32_t in_check) {
                 break;
             }
 
-    // Fetch the children's buckets while the first of them is searched.
-    for (int i = 0; i < count; i++) __builtin_prefetch(ttBucket(childKey(node, node->moves[i])));
-
     int child_depth = count == 1 && depth < MAX_DEPTH ? depth + 1 : depth;
     int bestEval = -INFINITE;
     Move best_move = 0;
@@ -137,6 +134,9 @@ int alphaBeta(int ply, int depth, int alpha, int beta, uint32_t in_check) {
         } else {
             m = selectInner(node, i, selection);
         }
+        // The first move did not cut off: fetch the buckets of the others while this one is searched.
+        if (i == 1)
+            for (int j = 2; j < count; j++) __builtin_prefetch(ttBucket(childKey(node, node->moves[j])));
         int R = 0;
         if (!(m & ORDER_MASK)) {
             quiets++;
