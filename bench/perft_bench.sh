@@ -16,9 +16,11 @@ run_ms() {
 
 bench() {
     name=$1; fen=$2; depth=$3
-    ms=$(run_ms "$vireo" "position fen $fen
-perft $depth")
+    run_ms "$vireo" "position fen $fen
+perft $depth" >/dev/null
+    # Vireo's own report times the count alone.
     nodes=$(sed -n 's/^\([0-9]*\) nodes in.*/\1/p' /tmp/perft_bench.$$)
+    ms=$(sed -n 's/^[0-9]* nodes in \([0-9]*\) ms.*/\1/p' /tmp/perft_bench.$$)
     sms=$(run_ms "$stockfish" "setoption name Threads value 1
 position fen $fen
 go perft $depth")
