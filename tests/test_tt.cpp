@@ -1,6 +1,11 @@
 // The transposition table: report lines, bucket replacement, piece-count ageing, bounds and fill.
 #include <gtest/gtest.h>
 #include <cstring>
+#include <cstdio>
+#include <string>
+#include <unistd.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
 #include "transposition/tt.h"
 
 namespace {
@@ -140,4 +145,54 @@ TEST_F(TTTest, HashfullCountsFirstFillsOnlyAndClearResets) {
     Ply p = positionWith(8, 10);
     EXPECT_EQ(probeTT(&p), 0u);
     EXPECT_EQ(probeMove(8), 0u);
+}
+
+namespace {
+// Runs createTT(size) in a child process whose address space may grow by at most `room` bytes;
+// returns what it printed and its exit status.
+std::string createUnderLimit(int size, size_t room, int* status) {
+    int fds[2];
+    if (pipe(fds)) return "no pipe";
+    fflush(stdout);
+    pid_t pid = fork();
+    if (pid == 0) {
+        dup2(fds[1], 1);
+        close(fds[0]);
+        setvbuf(stdout, nullptr, _IONBF, 0);
+        freeTT();
+        long pages = 0;
+        if (FILE* f = fopen("/proc/self/statm", "r")) {
+            if (fscanf(f, "%ld", &pages) != 1) pages = 0;
+            fclose(f);
+        }
+        rlimit limit;
+        limit.rlim_cur = limit.rlim_max = rlim_t(pages) * sysconf(_SC_PAGESIZE) + room;
+        setrlimit(RLIMIT_AS, &limit);
+        createTT(size);
+        _exit(0);
+    }
+    close(fds[1]);
+    std::string text;
+    char buffer[4096];
+    for (ssize_t n; (n = read(fds[0], buffer, sizeof buffer)) > 0;) text.append(buffer, size_t(n));
+    close(fds[0]);
+    waitpid(pid, status, 0);
+    return text;
+}
+} // namespace
+
+TEST(TTCreate, HalvesOnFailureAndHaltsBelowOneMegabyte) {
+    int status = 0;
+    EXPECT_EQ(createUnderLimit(16, size_t(3) << 20, &status),
+              "info debug Creation of Transposition Table : failure (16 MB)\n"
+              "info debug Creation of Transposition Table : failure (8 MB)\n"
+              "info debug Creation of Transposition Table : failure (4 MB)\n"
+              "info debug Creation of Transposition Table : success (2 MB)\n");
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    EXPECT_EQ(createUnderLimit(4, size_t(256) << 10, &status),
+              "info debug Creation of Transposition Table : failure (4 MB)\n"
+              "info debug Creation of Transposition Table : failure (2 MB)\n"
+              "info debug Creation of Transposition Table : failure (1 MB)\n"
+              "info string Vireo will now halt...\n");
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 1);
 }
