@@ -64,7 +64,6 @@ bool executeCommand(const char* line) {
         position(line, false);
     } else if (strstr(line, "go")) {
         goCommand(line);
-        resetSearch();
     } else if (strstr(line, "perft")) {
         perftCommand(line);
     } else if (!strcmp(line, "debug")) {
