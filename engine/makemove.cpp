@@ -25,7 +25,9 @@ inline void prefetchBucket(uint64_t key) {
 }
 } // namespace
 
-void makeMove(Move m) {
+namespace {
+template <bool prefetch>
+inline void playMove(Move m) {
     Ply* old = curr_ply;
     old->move = m;
     int to = moveTo(m), from = moveFrom(m), piece = movePiece(m);
@@ -98,8 +100,13 @@ void makeMove(Move m) {
     ply_index++;
     curr_ply = next;
     if (piece == PAWN || captured == PAWN) computePawnStructure();
-    prefetchBucket(key);
+    if constexpr (prefetch) prefetchBucket(key);
 }
+} // namespace
+
+void makeMove(Move m) { playMove<true>(m); }
+
+void makeMoveWithoutPrefetch(Move m) { playMove<false>(m); }
 
 void makeNullMove() {
     Ply* old = curr_ply;

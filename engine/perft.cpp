@@ -25,7 +25,7 @@ uint64_t perft(int depth, int target) {
     }
     uint64_t total = 0;
     for (int i = 0; i < ply->generated; i++) {
-        makeMove(ply->moves[i]);
+        makeMoveWithoutPrefetch(ply->moves[i]);
         uint64_t n = perft(depth + 1, target);
         if (depth == 0) printf("%s: %llu\n", uciMoveText(ply->moves[i]).c_str(), (unsigned long long)n);
         takeBack();

@@ -190,7 +190,9 @@ TEST(SearchE2E, MatesAndGameOver) {
         size_t n = out.lines.size();
         EXPECT_EQ(out.lines[n - 3], "info string Mate in " + std::to_string(2 * mate.moves - 1) + " half-moves !");
         EXPECT_EQ(out.lines[n - 2], "info score mate " + std::to_string(mate.moves) + " ");
-        if (mate.first) EXPECT_EQ(out.bestmove, mate.first);
+        if (mate.first) {
+            EXPECT_EQ(out.bestmove, mate.first);
+        }
         EXPECT_TRUE(legalMoves(mate.fen).count(out.bestmove)) << out.bestmove;
         // Deepening ends with the iteration that found the mate.
         EXPECT_LT(out.deepest, 10);

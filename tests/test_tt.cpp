@@ -148,51 +148,37 @@ TEST_F(TTTest, HashfullCountsFirstFillsOnlyAndClearResets) {
 }
 
 namespace {
-// Runs createTT(size) in a child process whose address space may grow by at most `room` bytes;
-// returns what it printed and its exit status.
-std::string createUnderLimit(int size, size_t room, int* status) {
-    int fds[2];
-    if (pipe(fds)) return "no pipe";
-    fflush(stdout);
-    pid_t pid = fork();
-    if (pid == 0) {
-        dup2(fds[1], 1);
-        close(fds[0]);
-        setvbuf(stdout, nullptr, _IONBF, 0);
-        freeTT();
-        long pages = 0;
-        if (FILE* f = fopen("/proc/self/statm", "r")) {
-            if (fscanf(f, "%ld", &pages) != 1) pages = 0;
-            fclose(f);
-        }
-        rlimit limit;
-        limit.rlim_cur = limit.rlim_max = rlim_t(pages) * sysconf(_SC_PAGESIZE) + room;
-        setrlimit(RLIMIT_AS, &limit);
-        createTT(size);
-        _exit(0);
+// createTT(size) with the address space allowed to grow by at most `room` bytes; its report goes to
+// the error stream, where the death test reads it.
+void createUnderLimit(int size, size_t room) {
+    dup2(2, 1);
+    setvbuf(stdout, nullptr, _IONBF, 0);
+    freeTT();
+    long pages = 0;
+    if (FILE* f = fopen("/proc/self/statm", "r")) {
+        if (fscanf(f, "%ld", &pages) != 1) pages = 0;
+        fclose(f);
     }
-    close(fds[1]);
-    std::string text;
-    char buffer[4096];
-    for (ssize_t n; (n = read(fds[0], buffer, sizeof buffer)) > 0;) text.append(buffer, size_t(n));
-    close(fds[0]);
-    waitpid(pid, status, 0);
-    return text;
+    rlimit limit;
+    limit.rlim_cur = limit.rlim_max = rlim_t(pages) * sysconf(_SC_PAGESIZE) + room;
+    setrlimit(RLIMIT_AS, &limit);
+    createTT(size);
+    exit(0);
 }
 } // namespace
 
-TEST(TTCreate, HalvesOnFailureAndHaltsBelowOneMegabyte) {
-    int status = 0;
-    EXPECT_EQ(createUnderLimit(16, size_t(3) << 20, &status),
-              "info debug Creation of Transposition Table : failure (16 MB)\n"
-              "info debug Creation of Transposition Table : failure (8 MB)\n"
-              "info debug Creation of Transposition Table : failure (4 MB)\n"
-              "info debug Creation of Transposition Table : success (2 MB)\n");
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
-    EXPECT_EQ(createUnderLimit(4, size_t(256) << 10, &status),
-              "info debug Creation of Transposition Table : failure (4 MB)\n"
-              "info debug Creation of Transposition Table : failure (2 MB)\n"
-              "info debug Creation of Transposition Table : failure (1 MB)\n"
-              "info string Vireo will now halt...\n");
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 1);
+// The child runs in a freshly started copy of this test program, so that memory freed by earlier
+// tests cannot satisfy the allocation.
+TEST(TTCreateDeathTest, HalvesOnFailureAndHaltsBelowOneMegabyte) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(createUnderLimit(16, size_t(3) << 20), testing::ExitedWithCode(0),
+                "info debug Creation of Transposition Table : failure \\(16 MB\\)\n"
+                "info debug Creation of Transposition Table : failure \\(8 MB\\)\n"
+                "info debug Creation of Transposition Table : failure \\(4 MB\\)\n"
+                "info debug Creation of Transposition Table : success \\(2 MB\\)\n");
+    EXPECT_EXIT(createUnderLimit(4, size_t(256) << 10), testing::ExitedWithCode(1),
+                "info debug Creation of Transposition Table : failure \\(4 MB\\)\n"
+                "info debug Creation of Transposition Table : failure \\(2 MB\\)\n"
+                "info debug Creation of Transposition Table : failure \\(1 MB\\)\n"
+                "info string Vireo will now halt\\.\\.\\.\n");
 }
