@@ -24,7 +24,6 @@ void initReductions() {
 }
 
 namespace {
-constexpr uint32_t GIVES_CHECK = CHECK | DISCOVERED_CHECK;
 constexpr uint32_t NOT_QUIET = 0x0fff0000; // the tactical flags without the hash-move mark
 
 bool anyTactical(const Ply* ply) {
@@ -56,9 +55,7 @@ int alphaBeta(int ply, int depth, int alpha, int beta, uint32_t in_check) {
     uint64_t probe = probeTT(node);
     int bound = probeBound(probe), tt_score = probeScore(probe);
     Move hash_move = probeHashMove(probe);
-    if (beta - alpha <= 1 && probeDepth(probe) >= r &&
-        (bound == BOUND_EXACT || (bound == BOUND_LOWER && tt_score >= beta) || (bound == BOUND_UPPER && tt_score <= alpha)))
-        return tt_score;
+    if (beta - alpha <= 1 && probeDepth(probe) >= r && boundCuts(bound, tt_score, alpha, beta)) return tt_score;
     if (ply) {
         int settled;
         if (probeEndgame(node, &settled)) return settled;
@@ -135,8 +132,7 @@ int alphaBeta(int ply, int depth, int alpha, int beta, uint32_t in_check) {
             m = selectInner(node, i, selection);
         }
         // The first move did not cut off: fetch the buckets of the others while this one is searched.
-        if (i == 1)
-            for (int j = 2; j < count; j++) __builtin_prefetch(ttBucket(childKey(node, node->moves[j])));
+        if (i == 1) prefetchChildren(node, 2);
         int R = 0;
         if (!(m & ORDER_MASK)) {
             quiets++;
@@ -180,14 +176,13 @@ int alphaBeta(int ply, int depth, int alpha, int beta, uint32_t in_check) {
     storeTT(node->key, popcount(node->occupancy), uint8_t(r), alpha, beta, best_move, bestEval);
     if (ply) return bestEval;
 
-    if (!best_move) {
+    if (best_move) {
+        search.bestmove = best_move;
+    } else {
         assertReport(bestEval < alpha);
         assertReport(search.bestmove);
-        search.score = bestEval;
-    } else {
-        search.score = bestEval;
-        search.bestmove = best_move;
     }
+    search.score = bestEval;
     printRootInfo(bestEval, alpha, beta);
     return bestEval;
 }

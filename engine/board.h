@@ -23,6 +23,7 @@ enum : uint32_t {
     PROMOTION_MASK = 0x7000000,
     HASH_MOVE = 0x10000000,
     ORDER_MASK = 0x1fff0000,
+    GIVES_CHECK = CHECK | DISCOVERED_CHECK,
 };
 
 inline int moveTo(Move m) { return m & 63; }
@@ -104,6 +105,11 @@ void resetStack();
 void takeBack();
 uint64_t computeKey();
 uint64_t castlingKey(Bitboard castling);
+// Whether some castling is still allowed: a king's square together with one of its rook squares.
+inline bool canCastle(Bitboard castling) {
+    constexpr Bitboard A1 = 1ULL << 0, E1 = 1ULL << 4, H1 = 1ULL << 7, A8 = 1ULL << 56, E8 = 1ULL << 60, H8 = 1ULL << 63;
+    return ((castling & E1) && (castling & (A1 | H1))) || ((castling & E8) && (castling & (A8 | H8)));
+}
 void computePawnStructure();
 
 inline int popcount(Bitboard b) { return __builtin_popcountll(b); }

@@ -2,6 +2,7 @@
 // bucket of a child can be fetched from memory while its siblings are searched.
 #pragma once
 #include "board.h"
+#include "../transposition/tt.h"
 
 inline uint64_t childKey(const Ply* ply, Move m) {
     int to = moveTo(m), from = moveFrom(m), piece = movePiece(m);
@@ -23,4 +24,9 @@ inline uint64_t childKey(const Ply* ply, Move m) {
     Bitboard from_to = bit(from) | bit(to);
     if (ply->castling & from_to) key ^= castlingKey(ply->castling) ^ castlingKey(ply->castling & ~from_to);
     return key;
+}
+
+// Fetches the table buckets of the children that moves[first..] lead to, while a sibling is searched.
+inline void prefetchChildren(const Ply* ply, int first) {
+    for (int i = first; i < ply->generated; i++) __builtin_prefetch(ttBucket(childKey(ply, ply->moves[i])));
 }

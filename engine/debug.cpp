@@ -12,9 +12,10 @@ namespace {
 // Best first, as the inner comparator orders them; lines wrap once past 69 columns.
 void printOrderedMoves(uint32_t flip) {
     Ply* ply = curr_ply;
+    SelectionKeys keys;
     int column = 0;
     for (int i = 0; i < ply->generated; i++) {
-        Move m = selectMove<ORDER_INNER>(i);
+        Move m = selectInner(ply, i, keys);
         column += printMove(m ^ flip);
         if (column > 69) {
             printf("\n");
@@ -37,10 +38,10 @@ void debugCommand() {
     } else {
         s = evaluate(curr_ply);
     }
-    if (std::abs(s) < MATE_BOUND || std::abs(s) == INFINITE)
-        printf("score cp %i ", s);
+    if (isMateScore(s))
+        printf("%s [%i half-moves]", scoreText(s).c_str(), MATE - std::abs(s));
     else
-        printf("score mate %i  [%i half-moves]", s > 0 ? (MATE + 1 - s) / 2 : -((s + MATE + 1) / 2), MATE - std::abs(s));
+        printf("%s", scoreText(s).c_str());
     printf("\n\n");
     generateMoves(GEN_ALL);
     printf("%i legal moves:\n", curr_ply->generated);

@@ -57,7 +57,7 @@ void setLimits(const char* line) {
         } else {
             movestogo = 40;
         }
-        bool white = curr_ply->player->info->colour == WHITE;
+        bool white = whiteToMove(curr_ply);
         unsigned long long remaining = white ? wtime : btime, increment = white ? winc : binc;
         search.reserve = remaining > 1000 ? remaining - 1000 : 0;
         unsigned long long per = search.reserve / movestogo + increment;

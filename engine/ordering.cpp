@@ -110,7 +110,7 @@ Move nextMove(MovePicker* picker) {
                 }
         }
         // Fetch the children's buckets while the first of them is searched.
-        for (int i = 0; i < ply->generated; i++) __builtin_prefetch(ttBucket(childKey(ply, ply->moves[i])));
+        prefetchChildren(ply, 0);
         picker->stage = 2;
         [[fallthrough]];
     case 2: {

@@ -2,6 +2,7 @@
 // and the staged move picker of the quiescence search.
 #pragma once
 #include <cstdint>
+#include <utility>
 #include "board.h"
 
 extern int32_t history[2][8][64];   // colour to move, 7 - moving piece, to square
@@ -41,12 +42,11 @@ inline bool betterAtRoot(Move c, Move b, int colour, uint32_t mirror) {
     return better(c, b, colour, mirror);
 }
 
-enum { ORDER_PLAIN, ORDER_INNER, ORDER_ROOT };
+enum { ORDER_PLAIN, ORDER_ROOT };
 
 // The inner comparator as one number, larger first: tactical moves above quiet ones, then the
 // tactical part or the history value (offset to unsigned), the centrality entry, and the low half
-// of the mirrored word (its high half is the tactical part again). Read afresh at every selection,
-// since the searches below change the history between two selections.
+// of the mirrored word (its high half is the tactical part again).
 inline uint64_t innerKey(Move m, const int32_t* colour_history, uint32_t mirror) {
     uint64_t tail = (uint64_t(centrality[m & 0xfff]) << 16) | ((m ^ mirror) & 0xffff);
     uint32_t tactical = tacticalPart(m);
@@ -59,28 +59,17 @@ inline uint64_t innerKey(Move m, const int32_t* colour_history, uint32_t mirror)
 template <int ORDER>
 inline void selectMove(Move* moves, int i, int count, int colour, uint32_t mirror) {
     int choice = i;
-    if (ORDER == ORDER_INNER) {
-        const int32_t* colour_history = &history[colour][0][0];
-        uint64_t best = innerKey(moves[i], colour_history, mirror);
-        for (int j = i + 1; j < count; j++) {
-            uint64_t key = innerKey(moves[j], colour_history, mirror);
-            if (key > best) best = key, choice = j;
-        }
-    } else {
-        for (int j = i + 1; j < count; j++) {
-            bool takes_over = ORDER == ORDER_PLAIN ? betterPlain(moves[j], moves[choice], mirror)
-                                                   : betterAtRoot(moves[j], moves[choice], colour, mirror);
-            if (takes_over) choice = j;
-        }
+    for (int j = i + 1; j < count; j++) {
+        bool takes_over = ORDER == ORDER_PLAIN ? betterPlain(moves[j], moves[choice], mirror)
+                                               : betterAtRoot(moves[j], moves[choice], colour, mirror);
+        if (takes_over) choice = j;
     }
-    Move m = moves[choice];
-    moves[choice] = moves[i];
-    moves[i] = m;
+    std::swap(moves[choice], moves[i]);
 }
 
-// The inner selection with the keys of the list kept between two selections of one node: they are
-// recomputed only when the history of the side to move has changed in between, which nodes
-// two plies above the horizon never see.
+// The inner selection (the comparator `better`) with the keys of the list kept between two
+// selections of one node: they are recomputed only when the history of the side to move has
+// changed in between, which nodes two plies above the horizon never see.
 struct SelectionKeys {
     uint64_t version = ~uint64_t(0);
     uint64_t keys[MAX_MOVES];
@@ -100,12 +89,10 @@ inline Move selectInner(Ply* ply, int i, SelectionKeys& cache) {
     uint64_t best = keys[i];
     for (int j = i + 1; j < count; j++)
         if (keys[j] > best) best = keys[j], choice = j;
-    Move m = moves[choice];
-    moves[choice] = moves[i];
-    moves[i] = m;
+    std::swap(moves[choice], moves[i]);
     keys[choice] = keys[i];
     keys[i] = best;
-    return m;
+    return moves[i];
 }
 
 // Orders the current ply's list at place i.

@@ -45,20 +45,14 @@ bool exchangeLoses(Move m) {
         const Bitboard* p = sides[side]->pieces;
         Bitboard diagonal = getBishopMoves(occ, to), straight = getRookMoves(occ, to);
         int choice = -1, choice_value = 0;
-        FOR_EACH_SQUARE(square, candidates) {
+        // A slider counts only once nothing stands between it and the square any more.
+        const Bitboard blocked = (p[BISHOP] & ~diagonal) | (p[ROOK] & ~straight) | (p[QUEEN] & ~(diagonal | straight));
+        FOR_EACH_SQUARE(square, candidates & ~blocked) {
             Bitboard b = bit(square);
-            int attacker_type = (p[PAWN] & b) ? PAWN : (p[KNIGHT] & b) ? KNIGHT : (p[BISHOP] & b) ? BISHOP
-                                : (p[ROOK] & b) ? ROOK : (p[QUEEN] & b) ? QUEEN : (p[KING] & b) ? KING : 0;
-            VIREO_ASSERT(attacker_type);
-            int value;
-            switch (attacker_type) {
-            case PAWN: value = 100; break;
-            case KNIGHT: value = 300; break;
-            case BISHOP: if (!(diagonal & b)) continue; value = 300; break;
-            case ROOK: if (!(straight & b)) continue; value = 500; break;
-            case QUEEN: if (!((diagonal | straight) & b)) continue; value = 900; break;
-            default: value = 0; break;
-            }
+            int attacker_type = PAWN;
+            while (attacker_type < KING && !(p[attacker_type] & b)) attacker_type++;
+            VIREO_ASSERT(p[attacker_type] & b);
+            int value = see_value[attacker_type];
             if (choice < 0 || value < choice_value) choice = square, choice_value = value;
         }
         if (choice < 0) break;
@@ -81,11 +75,7 @@ int quiescence(int ply, int depth, int alpha, int beta, uint32_t in_check) {
     if (drawByRule()) return 0;
 
     uint64_t probe = probeTT(curr_ply);
-    if (beta - alpha <= 1) {
-        int bound = probeBound(probe), score = probeScore(probe);
-        if (bound == BOUND_EXACT || (bound == BOUND_LOWER && score >= beta) || (bound == BOUND_UPPER && score <= alpha))
-            return score;
-    }
+    if (beta - alpha <= 1 && boundCuts(probeBound(probe), probeScore(probe), alpha, beta)) return probeScore(probe);
     int settled;
     if (probeEndgame(curr_ply, &settled)) return settled;
     computeAttacks();
@@ -111,12 +101,12 @@ int quiescence(int ply, int depth, int alpha, int beta, uint32_t in_check) {
     while (Move m = nextMove(&picker)) {
         int a = std::max(best, alpha);
         int captured = moveCaptured(m);
-        if (prune && !(m & (CHECK | DISCOVERED_CHECK | PROMOTION_MASK)) && captured) {
+        if (prune && !(m & (GIVES_CHECK | PROMOTION_MASK)) && captured) {
             if (delta_base + see_value[captured] < alpha) continue;
             if (see_value[captured] < see_value[movePiece(m)] && exchangeLoses(m)) continue;
         }
         makeMove(m);
-        uint32_t gives_check = m & (CHECK | DISCOVERED_CHECK);
+        uint32_t gives_check = m & GIVES_CHECK;
         int s;
         if (!searched) {
             s = -quiescence(ply + 1, depth, -beta, -a, gives_check);

@@ -13,7 +13,7 @@ SearchRecord search;
 std::string scoreText(int score) {
     char text[32];
     if (isMateScore(score))
-        snprintf(text, sizeof text, "score mate %i ", score > 0 ? (MATE + 1 - score) / 2 : -((score + MATE + 1) / 2));
+        snprintf(text, sizeof text, "score mate %i ", mateInMoves(score));
     else
         snprintf(text, sizeof text, "score cp %i ", score);
     return text;

@@ -16,5 +16,4 @@ void resetSearch() {
 void newGame() {
     resetSearch();
     clearTT();
-    memset(history, 0, sizeof history);
 }

@@ -6,9 +6,7 @@
 bool probeRoot(Ply* ply, Move* move, int* score) {
     int n = popcount(ply->occupancy);
     if (int(TB_LARGEST) < n || TB_LARGEST < 3 || n < 3) return false;
-    Bitboard c = ply->castling;
-    if ((c & bit(4)) && (c & (bit(0) | bit(7)))) return false;
-    if ((c & bit(60)) && (c & (bit(56) | bit(63)))) return false;
+    if (canCastle(ply->castling)) return false;
 
     const Side& w = ply->white;
     const Side& b = ply->black;
@@ -30,7 +28,6 @@ bool probeRoot(Ply* ply, Move* move, int* score) {
         Move m = ply->moves[i];
         if (moveFrom(m) != from || moveTo(m) != to) continue;
         if (promotes && movePromotion(m) != 6 - promotes) continue;
-        if (!m) return false;
         *move = m;
         *score = value;
         return true;

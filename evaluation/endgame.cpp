@@ -67,19 +67,13 @@ int probeThreeMen(const Ply* ply, int* score) {
     return 1;
 }
 
-// Castling rights left: a king square together with one of its rook squares.
-inline bool canCastle(Bitboard c) {
-    constexpr Bitboard A1 = 1ULL << 0, E1 = 1ULL << 4, H1 = 1ULL << 7, A8 = 1ULL << 56, E8 = 1ULL << 60, H8 = 1ULL << 63;
-    return ((c & E1) && (c & (A1 | H1))) || ((c & E8) && (c & (A8 | H8)));
-}
-
 int probeTablebases(const Ply* ply, int* score) {
     if (ply->halfmove != 0 || canCastle(ply->castling) || ply->en_passant) return 0;
     const Side &b = ply->black, &w = ply->white;
     unsigned wdl = tb_probe_wdl(w.pieces[0], b.pieces[0], w.pieces[KING] | b.pieces[KING], w.pieces[QUEEN] | b.pieces[QUEEN],
                                 w.pieces[ROOK] | b.pieces[ROOK], w.pieces[BISHOP] | b.pieces[BISHOP],
                                 w.pieces[KNIGHT] | b.pieces[KNIGHT], w.pieces[PAWN] | b.pieces[PAWN], 0, 0, 0,
-                                ply->player == &ply->white);
+                                whiteToMove(ply));
     if (wdl == TB_DRAW) {
         *score = 0;
         return 1;

@@ -4,12 +4,15 @@
 #include "kpk.h"
 #include "../engine/attacks.h"
 
+namespace {
+// Place of a white pawn on files a to d, ranks 2 to 7, in the table's order.
+inline int pawnIndex(int pawn) { return 4 * (6 - (pawn >> 3)) + (pawn & 7); }
+} // namespace
+
 bool kpkDraw(int pawn_king, int pawn, int defender_king, bool pawn_white, bool pawn_side_to_move) {
     // Make the pawn side White with its pawn on files a to d.
     int flip = (pawn_white ? 0 : 56) + ((pawn & 7) >= 4 ? 7 : 0);
-    pawn ^= flip;
-    int index = 4 * (6 - (pawn >> 3)) + (pawn & 7);
-    uint64_t word = kpk_bitbase[index * 128 + (pawn_side_to_move ? 64 : 0) + (defender_king ^ flip)];
+    uint64_t word = kpk_bitbase[pawnIndex(pawn ^ flip) * 128 + (pawn_side_to_move ? 64 : 0) + (defender_king ^ flip)];
     return (word >> (pawn_king ^ flip)) & 1;
 }
 
@@ -19,8 +22,7 @@ enum : uint8_t { UNKNOWN = 0, WIN, DRAW, INVALID };
 
 // Positions indexed like the bitbase: (pawn_index * 128 + white_to_move * 64 + black king) * 64 + white king.
 inline int positionIndex(int pawn, bool white_to_move, int bk, int wk) {
-    int pawn_index = 4 * (6 - (pawn >> 3)) + (pawn & 7);
-    return ((pawn_index * 128 + (white_to_move ? 64 : 0) + bk) << 6) + wk;
+    return ((pawnIndex(pawn) * 128 + (white_to_move ? 64 : 0) + bk) << 6) + wk;
 }
 
 uint8_t initialClass(int wk, int pawn, int bk, bool white_to_move) {

@@ -1,8 +1,6 @@
 // Scoring a feature vector: material-class lookup and the 4-wide single-precision dot product.
 #include <cstdio>
-#if defined(__SSE2__)
-#include <emmintrin.h>
-#endif
+#include <emmintrin.h> // SSE2, which every x86-64 processor has
 #include "model.h"
 #include "features.h"
 #include "../engine/assertion.h"
@@ -48,7 +46,6 @@ int modelScore(const int* features, int men, float class_term) {
     // 32 blocks of four: the last block holds features 124..126 and the constant term's slot,
     // whose feature lane is masked off; the constant term is added on its own.
     static_assert(MODEL_WEIGHTS % 16 == 0);
-#if defined(__SSE2__)
     auto block = [&](int i) {
         __m128 f = _mm_cvtepi32_ps(_mm_loadu_si128(reinterpret_cast<const __m128i*>(features + i)));
         return _mm_mul_ps(f, _mm_loadu_ps(w + i));
@@ -73,13 +70,6 @@ int modelScore(const int* features, int men, float class_term) {
     sum = _mm_add_ps(sum, high);
     sum = _mm_add_ss(sum, _mm_shuffle_ps(sum, sum, 1));
     float s = class_term + _mm_cvtss_f32(sum) + w[MODEL_WEIGHTS - 1];
-#else
-    float lanes[4] = {0, 0, 0, 0};
-    for (int i = 0; i < MODEL_WEIGHTS; i += 4)
-        for (int k = 0; k < 4; k++)
-            if (i + k < NUM_FEATURES) lanes[k] += float(features[i + k]) * w[i + k];
-    float s = class_term + ((lanes[0] + lanes[2]) + (lanes[1] + lanes[3])) + w[MODEL_WEIGHTS - 1];
-#endif
     // Keep clear of the search's mate band; truncation toward zero after the clamp.
     if (s > 29936.0f) s = 29936.0f;
     if (s < -29936.0f) s = -29936.0f;

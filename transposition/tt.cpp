@@ -30,7 +30,10 @@ void touchPages(void* start, size_t bytes) {
 // What calloc returned. The entries start at the next multiple of 64 bytes inside it, so that a
 // bucket is exactly one cache line and one prefetch brings all of it.
 void* allocation = nullptr;
-}
+
+// The searches probe and store only while a table exists.
+inline TTEntry* bucketOf(uint64_t key) { return transposition.entries + (key & transposition.mask); }
+} // namespace
 
 void createTT(int size_mb) {
     freeTT();
@@ -38,17 +41,10 @@ void createTT(int size_mb) {
         printf("info debug Creation of Transposition Table : invalid size (%i MB, reset to default)\n", size_mb);
         size_mb = 128;
     }
-    transposition.count = uint64_t(size_mb) * 65536;
-    transposition.used = 0;
-    transposition.mask = transposition.count - 4;
-    allocation = calloc(transposition.count + 4, sizeof(TTEntry));
-    transposition.entries = (TTEntry*)((uintptr_t(allocation) + 63) & ~uintptr_t(63));
-    if (allocation) {
-        adviseHugePages(allocation, (transposition.count + 4) * sizeof(TTEntry));
-        touchPages(allocation, (transposition.count + 4) * sizeof(TTEntry));
-    }
+    uint64_t count = uint64_t(size_mb) * 65536;
+    size_t bytes = (count + 4) * sizeof(TTEntry);
+    allocation = calloc(count + 4, sizeof(TTEntry));
     if (!allocation) {
-        transposition.entries = nullptr;
         printf("info debug Creation of Transposition Table : failure (%i MB)\n", size_mb);
         if (size_mb == 1) {
             printf("info string Vireo will now halt...\n");
@@ -57,6 +53,12 @@ void createTT(int size_mb) {
         createTT(size_mb / 2);
         return;
     }
+    adviseHugePages(allocation, bytes);
+    touchPages(allocation, bytes);
+    transposition.entries = (TTEntry*)((uintptr_t(allocation) + 63) & ~uintptr_t(63));
+    transposition.count = count;
+    transposition.used = 0;
+    transposition.mask = count - 4;
     printf("info debug Creation of Transposition Table : success (%i MB)\n", size_mb);
 }
 
@@ -81,7 +83,7 @@ uint64_t hashfull() {
 void setRootPieces(int n) { transposition.root_pieces = n; }
 
 uint64_t probeTT(Ply* ply) {
-    const TTEntry* bucket = transposition.entries + (ply->key & transposition.mask);
+    const TTEntry* bucket = bucketOf(ply->key);
     unsigned pieces = unsigned(popcount(ply->occupancy));
     for (int i = 0; i < 4; i++) {
         const TTEntry& e = bucket[i];
@@ -93,7 +95,7 @@ uint64_t probeTT(Ply* ply) {
 }
 
 Move probeMove(uint64_t key) {
-    const TTEntry* bucket = transposition.entries + (key & transposition.mask);
+    const TTEntry* bucket = bucketOf(key);
     for (int i = 0; i < 4; i++)
         if (bucket[i].key == key) return bucket[i].move;
     return 0;
@@ -101,7 +103,7 @@ Move probeMove(uint64_t key) {
 
 void storeTT(uint64_t key, uint32_t pieces, uint8_t depth, int alpha, int beta, Move move, int score) {
     int bound = score <= alpha ? BOUND_UPPER : score >= beta ? BOUND_LOWER : BOUND_EXACT;
-    TTEntry* bucket = transposition.entries + (key & transposition.mask);
+    TTEntry* bucket = bucketOf(key);
     TTEntry* slot = nullptr;
     for (int i = 0; i < 4 && !slot; i++)
         if (bucket[i].key == key) slot = &bucket[i];

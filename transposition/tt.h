@@ -32,6 +32,11 @@ inline int probeDepth(uint64_t p) { return int((p >> 8) & 0xff); }
 inline int probeScore(uint64_t p) { return int16_t(p >> 16); }
 inline Move probeHashMove(uint64_t p) { return Move(p >> 32); }
 
+// Whether a stored score with this bound settles a null-window search of (alpha, beta).
+inline bool boundCuts(int bound, int score, int alpha, int beta) {
+    return bound == BOUND_EXACT || (bound == BOUND_LOWER && score >= beta) || (bound == BOUND_UPPER && score <= alpha);
+}
+
 void createTT(int size_mb);
 void freeTT();
 void clearTT();
