@@ -17,6 +17,11 @@ void initSyzygy(const char* path);
 // Releases the tables when the engine quits; no initSyzygy may follow.
 void freeSyzygy();
 
+// Sets up the position of one "FEN;score in pawns" line as curr_ply and reads its reference score
+// in centipawns. False when the tools skip the line: a rejected FEN, the side to move in check,
+// no ";" or no number after it, or a score that does not fit in 16 bits (a stalemate scores 0).
+bool readLabelledPosition(const char* line, int* stock_eval);
+
 // "-analyse=FILE" and "-score=FILE"; the result is the process's exit status.
 int analyseTool(const char* file_name);
 int scoreTool(const char* file_name);

@@ -15,15 +15,25 @@ namespace {
 
 constexpr int LINE_SIZE = 256; // longer lines are read in pieces, each taken as a line of its own
 
-// Sets up the position of one input line and reads its reference score in centipawns.
-// False when the line cannot be used: a rejected FEN, the side to move in check, no ";" or no
-// number after it, or a score that does not fit in 16 bits.
-bool readSample(const char* line, int* stock_eval) {
+FILE* openOrComplain(const char* name, const char* mode) {
+    FILE* file = fopen(name, mode);
+    if (!file) fprintf(stderr, "Cannot open '%s'\n", name);
+    return file;
+}
+
+void reportIgnored(unsigned long long lines, unsigned long long samples) {
+    if (lines != samples) printf("Warning, %llu positions ignored\n", lines - samples);
+}
+
+} // namespace
+
+bool readLabelledPosition(const char* line, int* stock_eval) {
     const char* separator = strchr(line, ';');
     if (!separator) return false;
     // The FEN reader takes its fields from the front; cutting at ";" keeps the score out of them.
     char fen[LINE_SIZE];
     size_t length = size_t(separator - line);
+    if (length >= sizeof fen) return false;
     memcpy(fen, line, length);
     fen[length] = 0;
     if (!parseFen(fen)) return false;
@@ -42,25 +52,11 @@ bool readSample(const char* line, int* stock_eval) {
     return true;
 }
 
-FILE* openOrComplain(const char* name, const char* mode) {
-    FILE* file = fopen(name, mode);
-    if (!file) fprintf(stderr, "Cannot open '%s'\n", name);
-    return file;
-}
-
-void reportIgnored(unsigned long long lines, unsigned long long samples) {
-    if (lines != samples) printf("Warning, %llu positions ignored\n", lines - samples);
-}
-
-} // namespace
-
 int analyseTool(const char* file_name) {
     const char* output_name = "features.csv";
     FILE* file_in = openOrComplain(file_name, "r");
     if (!file_in) return 1;
-    FILE* file_ou = openOrComplain(output_name, "w"); // start empty
-    if (file_ou) fclose(file_ou);
-    file_ou = file_ou ? openOrComplain(output_name, "a") : nullptr;
+    FILE* file_ou = openOrComplain(output_name, "w");
     if (!file_ou) {
         fclose(file_in);
         return 1;
@@ -73,7 +69,7 @@ int analyseTool(const char* file_name) {
     while (fgets(line, sizeof line, file_in)) {
         lines++;
         int stock_eval;
-        if (!readSample(line, &stock_eval)) continue;
+        if (!readLabelledPosition(line, &stock_eval)) continue;
         computeFeatures(curr_ply->player, curr_ply->opponent);
         writeFeatures(curr_ply->player, curr_ply->opponent, file_ou, stock_eval);
         samples++;
@@ -97,7 +93,7 @@ int scoreTool(const char* file_name) {
     while (fgets(line, sizeof line, file_in)) {
         lines++;
         int stock_eval;
-        if (!readSample(line, &stock_eval)) continue;
+        if (!readLabelledPosition(line, &stock_eval)) continue;
         int e = evaluate(curr_ply);
         int delta = e - stock_eval;
         if (delta) printf("delta = %i, vireo = %i, stock = %i : %s", delta, e, stock_eval, line);

@@ -142,3 +142,36 @@ TEST(FitModel, RecoversTheWeightsOfAKnownModel) {
     std::string removal = "rm -rf " + dir;
     EXPECT_EQ(system(removal.c_str()), 0);
 }
+
+// The rows come from the engine's own "-analyse=": lines that the engine reads in its own way (a
+// stalemate with any score, a side letter other than "w") must still pair with their rows.
+TEST(FitModel, PairsWithTheRowsTheEngineWrites) {
+    std::string tool = buildDirectory() + "/fit_model";
+    if (access(tool.c_str(), X_OK) != 0) GTEST_SKIP() << "fit_model is not built next to the engine";
+    char dir_template[] = "/tmp/vireo_fit_XXXXXX";
+    ASSERT_NE(mkdtemp(dir_template), nullptr);
+    std::string dir = dir_template;
+
+    std::ofstream positions(dir + "/positions.txt");
+    const char* fens[] = {"4k3/4r3/8/8/8/8/3R4/3K4 w - - 0 1", "4k3/pp2r1p1/8/8/8/8/PPRP4/3K4 w - - 0 1",
+                          "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1"};
+    for (int n = 0; n < 300; n++) {
+        positions << fens[n % 3] << ";" << (n % 17) / 10.0 << "\n";
+        if (n == 100) positions << "7k/5K2/6Q1/8/8/8/P7/8 b - - 0 1;400\n";
+        if (n == 200) positions << "7k/5K2/6Q1/8/8/8/P7/8 B - - 0 1;0.5\n";
+        if (n == 250) positions << "4k3/8/8/8/8/8/8/4K2R w K - 0 1 extra;0.5\n";
+    }
+    positions.close();
+
+    std::string analyse = "cd " + dir + " && " + VIREO_BINARY + " -analyse=positions.txt > analyse.txt";
+    ASSERT_EQ(system(analyse.c_str()), 0);
+    std::string command = "cd " + dir + " && " + tool + " > log.txt 2>&1";
+    EXPECT_EQ(system(command.c_str()), 0) << readFile(dir + "/log.txt");
+    EXPECT_NE(readFile(dir + "/log.txt").find("303 position lines, 0 skipped like the engine does, 300 rows used, "
+                                               "0 without a row, 1 outside 4..32 men, 2 bare-king stalemates"),
+              std::string::npos)
+        << readFile(dir + "/log.txt");
+
+    std::string removal = "rm -rf " + dir;
+    EXPECT_EQ(system(removal.c_str()), 0);
+}

@@ -10,8 +10,8 @@
 // Inputs are the labelled positions ("FEN;score in pawns", one per line) and the rows that
 // "vireo -analyse=" wrote for them (features.csv). A row holds differences only, so the piece
 // count that selects the weight vector comes from the FEN of the matching position line.
-// The engine skips some lines (side to move in check, unreadable ones); the same tests are
-// repeated here and every pairing is confirmed by the row's reference score and its feature 0.
+// The engine skips some lines (side to move in check, unreadable ones); its own line reader
+// decides here too, and every pairing is confirmed by the row's reference score and its feature 0.
 //
 // One ridge regression per piece count 4..32: 127 feature weights plus a constant term, and with
 // 4 to 6 men one value per material class, entering with the sign the row's class field carries.
@@ -32,16 +32,21 @@
 #include <cstring>
 #include <string>
 #include <vector>
+#include "../engine/board.h"
+#include "../evaluation/evaluation.h"
+#include "../evaluation/features.h"
+#include "../evaluation/model.h"
+#include "../sliders/sliders.h"
 
 namespace {
 
-constexpr int FEATURES = 127;
-constexpr int WEIGHTS = 128;          // features plus the constant term
-constexpr int DENSE = WEIGHTS + 1;    // the dense accumulator also carries the reference score
-constexpr int MIN_MEN = 4;
-constexpr int MAX_MEN = 32;
-constexpr int COUNTS = MAX_MEN - MIN_MEN + 1;
-constexpr int CLASS_COUNT[3] = {31, 111, 366}; // material classes of 4, 5 and 6 men
+constexpr int FEATURES = NUM_FEATURES;
+constexpr int WEIGHTS = MODEL_WEIGHTS; // features plus the constant term
+constexpr int DENSE = WEIGHTS + 1;     // the dense accumulator also carries the reference score
+constexpr int MIN_MEN = MIN_MODEL_MEN;
+constexpr int MAX_MEN = MAX_MODEL_MEN;
+constexpr int COUNTS = MODEL_COUNTS;
+constexpr int CLASS_COUNT[3] = {int(endgame_keys_4.size()), int(endgame_keys_5.size()), int(endgame_keys_6.size())};
 constexpr int MATERIAL_FEATURES = 14;          // piece count, bare king, pawns per rank
 
 struct Options {
@@ -214,109 +219,18 @@ double squaredError(const Normal& normal, const Fit& fit) {
     return sse > 0 ? sse : 0;
 }
 
-// ---- Position lines: just enough of the rules to repeat the engine's line filter. ----
+// ---- Position lines, read with the engine's own filter so that they pair up with its rows. ----
 
 struct Position {
-    char board[64];  // '.' or a FEN piece letter, a1 = 0
-    int white_to_move;
     int men;
     int men_to_move; // men of the side to move, king included
 };
 
-bool parseBoard(const char* line, Position* pos) {
-    memset(pos->board, '.', sizeof pos->board);
-    int rank = 7, file = 0;
-    const char* p = line;
-    while (*p == ' ') p++;
-    for (; *p && *p != ' '; p++) {
-        char c = *p;
-        if (c == '/') {
-            if (file != 8 || rank == 0) return false;
-            rank--;
-            file = 0;
-        } else if (c >= '1' && c <= '8') {
-            file += c - '0';
-            if (file > 8) return false;
-        } else if (strchr("pnbrqkPNBRQK", c)) {
-            if (file >= 8) return false;
-            pos->board[rank * 8 + file++] = c;
-        } else {
-            return false;
-        }
-    }
-    if (rank != 0 || file != 8) return false;
-    while (*p == ' ') p++;
-    if (*p != 'w' && *p != 'b') return false;
-    pos->white_to_move = *p == 'w';
-    int kings[2] = {0, 0}, men[2] = {0, 0};
-    for (int s = 0; s < 64; s++) {
-        char c = pos->board[s];
-        if (c == '.') continue;
-        int white = c >= 'A' && c <= 'Z';
-        men[white]++;
-        if (c == 'k' || c == 'K') kings[white]++;
-        if ((c == 'p' || c == 'P') && (s < 8 || s >= 56)) return false;
-    }
-    if (kings[0] != 1 || kings[1] != 1 || men[0] > 16 || men[1] > 16) return false;
-    pos->men = men[0] + men[1];
-    pos->men_to_move = men[pos->white_to_move];
+bool readPositionLine(const char* line, Position* pos, int* centipawns) {
+    if (!readLabelledPosition(line, centipawns)) return false;
+    pos->men = popcount(curr_ply->occupancy);
+    pos->men_to_move = popcount(curr_ply->player->pieces[0]);
     return true;
-}
-
-bool attackedBy(const Position& pos, int square, int white) {
-    auto is = [&](int s, char black_piece) {
-        char c = pos.board[s];
-        return c == (white ? black_piece - 'a' + 'A' : black_piece);
-    };
-    int f = square % 8, r = square / 8;
-    int pawn_rank = white ? r - 1 : r + 1;
-    if (pawn_rank >= 0 && pawn_rank < 8)
-        for (int df : {-1, 1})
-            if (f + df >= 0 && f + df < 8 && is(pawn_rank * 8 + f + df, 'p')) return true;
-    static const int knight[8][2] = {{1, 2}, {2, 1}, {2, -1}, {1, -2}, {-1, -2}, {-2, -1}, {-2, 1}, {-1, 2}};
-    for (auto& d : knight) {
-        int ff = f + d[0], rr = r + d[1];
-        if (ff >= 0 && ff < 8 && rr >= 0 && rr < 8 && is(rr * 8 + ff, 'n')) return true;
-    }
-    for (int df = -1; df <= 1; df++)
-        for (int dr = -1; dr <= 1; dr++) {
-            if (!df && !dr) continue;
-            bool diagonal = df && dr;
-            int ff = f + df, rr = r + dr;
-            for (int step = 1; ff >= 0 && ff < 8 && rr >= 0 && rr < 8; step++, ff += df, rr += dr) {
-                int s = rr * 8 + ff;
-                if (pos.board[s] == '.') continue;
-                if (step == 1 && is(s, 'k')) return true;
-                if (is(s, 'q') || is(s, diagonal ? 'b' : 'r')) return true;
-                break;
-            }
-        }
-    return false;
-}
-
-bool inCheck(const Position& pos, int white) {
-    char king = white ? 'K' : 'k';
-    for (int s = 0; s < 64; s++)
-        if (pos.board[s] == king) return attackedBy(pos, s, !white);
-    return false;
-}
-
-enum LineVerdict { LINE_SKIPPED, LINE_USED };
-
-// Repeats the engine's tests: a usable FEN, side to move not in check, a ";" followed by a number
-// whose centipawn value fits in 16 bits.
-LineVerdict readPositionLine(const char* line, Position* pos, int* centipawns) {
-    if (!parseBoard(line, pos)) return LINE_SKIPPED;
-    if (inCheck(*pos, !pos->white_to_move)) return LINE_SKIPPED;
-    if (inCheck(*pos, pos->white_to_move)) return LINE_SKIPPED;
-    const char* semicolon = strchr(line, ';');
-    if (!semicolon) return LINE_SKIPPED;
-    double pawns;
-    if (sscanf(semicolon + 1, "%lf", &pawns) != 1) return LINE_SKIPPED;
-    double cp = std::round(pawns * 100);
-    if (!(cp >= -32768 && cp <= 32767)) return LINE_SKIPPED;
-    *centipawns = int(cp);
-    return LINE_USED;
 }
 
 // Splits one feature row; returns the number of fields, or -1 if it is not a row of integers.
@@ -481,6 +395,8 @@ void printTellingWeights(const Fit full[COUNTS]) {
 int main(int argc, char** argv) {
     Options options;
     if (!parseOptions(argc, argv, &options)) return 1;
+    initColours();
+    initSliders();
 
     FILE* positions = fopen(options.positions.c_str(), "r");
     if (!positions) {
@@ -516,7 +432,7 @@ int main(int argc, char** argv) {
 
         Position pos;
         int centipawns;
-        if (readPositionLine(line.c_str(), &pos, &centipawns) == LINE_SKIPPED) {
+        if (!readPositionLine(line.c_str(), &pos, &centipawns)) {
             skipped++;
             continue;
         }
