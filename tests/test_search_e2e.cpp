@@ -74,7 +74,7 @@ EngineProcess* startEngine() {
 TEST(SearchE2E, DepthLimitAndLineFormats) {
     std::unique_ptr<EngineProcess> engine(startEngine());
     SearchOutput out = go(*engine, "position startpos", "go depth 5");
-    expectWellFormed(out);
+    ASSERT_NO_FATAL_FAILURE(expectWellFormed(out));
     EXPECT_EQ(out.deepest, 5);
     EXPECT_TRUE(legalMoves(START).count(out.bestmove)) << out.bestmove;
     // The first line is the depth-1 search; nothing comes after "bestmove".
@@ -83,7 +83,7 @@ TEST(SearchE2E, DepthLimitAndLineFormats) {
     // "go" alone searches to depth 10 — checked on a position where that is quick.
     const char* ending = "8/8/4k3/8/2K5/3P4/8/8 w - - 0 1";
     out = go(*engine, std::string("position fen ") + ending, "go");
-    expectWellFormed(out);
+    ASSERT_NO_FATAL_FAILURE(expectWellFormed(out));
     EXPECT_EQ(out.deepest, 10);
     EXPECT_TRUE(legalMoves(ending).count(out.bestmove)) << out.bestmove;
 
@@ -102,7 +102,7 @@ TEST(SearchE2E, TimeLimitsAndStoppingByInput) {
     std::string position = std::string("position fen ") + middle;
 
     SearchOutput out = go(*engine, position, "go movetime 200");
-    expectWellFormed(out);
+    ASSERT_NO_FATAL_FAILURE(expectWellFormed(out));
     EXPECT_TRUE(legal.count(out.bestmove)) << out.bestmove;
     EXPECT_GE(out.ms, 150u);
     EXPECT_LT(out.ms, 1000u);
@@ -185,7 +185,7 @@ TEST(SearchE2E, MatesAndGameOver) {
     };
     for (const Mate& mate : mates) {
         SearchOutput out = go(*engine, std::string("position fen ") + mate.fen, "go depth 10");
-        expectWellFormed(out);
+        ASSERT_NO_FATAL_FAILURE(expectWellFormed(out));
         ASSERT_GE(out.lines.size(), 3u);
         size_t n = out.lines.size();
         EXPECT_EQ(out.lines[n - 3], "info string Mate in " + std::to_string(2 * mate.moves - 1) + " half-moves !");
@@ -199,8 +199,10 @@ TEST(SearchE2E, MatesAndGameOver) {
     }
     // The side to move being mated sees a negative mate.
     SearchOutput out = go(*engine, "position fen 7k/8/8/8/8/8/R7/1R4K1 w - - 0 1 moves a2a7 h8g8", "go depth 6");
+    ASSERT_GE(out.lines.size(), 2u);
     EXPECT_EQ(out.lines[out.lines.size() - 2], "info score mate 1 ");
     out = go(*engine, "position fen 7k/8/8/8/8/8/R7/1R4K1 w - - 0 1 moves a2a7", "go depth 6");
+    ASSERT_GE(out.lines.size(), 2u);
     EXPECT_EQ(out.lines[out.lines.size() - 2], "info score mate -1 ");
     EXPECT_EQ(out.bestmove, "h8g8");
 
@@ -242,10 +244,12 @@ TEST(SearchE2E, HashOptionAndTableLifetime) {
     EXPECT_GT(hashfullOf(out.lines[out.lines.size() - 3]), 0);
     // The next search starts with the table as it was.
     out = go(*engine, "position startpos", "go depth 1");
+    ASSERT_GE(out.lines.size(), 1u);
     EXPECT_GT(hashfullOf(out.lines[0]), 0) << out.lines[0];
     // A new game clears it.
     engine->send("ucinewgame");
     out = go(*engine, "position startpos", "go depth 1");
+    ASSERT_GE(out.lines.size(), 1u);
     EXPECT_EQ(hashfullOf(out.lines[0]), 0) << out.lines[0];
     engine->send("quit");
     EXPECT_TRUE(engine->waitExit(5000));
@@ -326,10 +330,9 @@ TEST(SearchE2E, BenchInterruptedAndDebug) {
     std::string all;
     for (const std::string& l : listing) all += l + " ";
     EXPECT_NE(all.find("e2e4"), std::string::npos) << all;
-    std::vector<std::string> mirrored = engine->readUntil("");
-    std::string mirrored_all;
-    for (size_t i = 0; i < mirrored.size() && !mirrored[i].empty(); i++) mirrored_all += mirrored[i] + " ";
-    EXPECT_NE(mirrored_all.find("e7e5"), std::string::npos) << mirrored_all;
+    std::string mirrored; // the first line of the mirrored listing
+    engine->readLine(mirrored);
+    EXPECT_NE(mirrored.find("e7e5"), std::string::npos) << mirrored;
     engine->send("quit");
     EXPECT_TRUE(engine->waitExit(5000));
 }
