@@ -1,24 +1,32 @@
-// Helpers for the evaluation tests: feature vectors of FEN positions, colour-mirrored FENs and
-// sample positions from the labelled training data.
+// Helpers for the evaluation tests: feature vectors and evaluations of FEN positions, colour-mirrored
+// FENs and sample positions from the labelled training data.
 #pragma once
 #include <cctype>
-#include <cstdio>
-#include <fstream>
 #include <sstream>
 #include <string>
 #include <vector>
 #include <gtest/gtest.h>
 #include "tests/position_fixture.h"
+#include "tests/shared_data.h"
 #include "engine/movegen.h"
+#include "evaluation/evaluation.h"
 #include "evaluation/features.h"
 
-// The feature vector of a position (after setting it up and computing its attacks).
-inline std::vector<int> featuresOf(const char* fen) {
-    setUp(fen);
+// The feature vector of a position, optionally reached by moves (after setting it up and
+// computing its attacks).
+inline std::vector<int> featuresOf(const char* fen, const char* moves = nullptr) {
+    setUp(fen, moves);
     computeAttacks();
     computeFeatures(curr_ply->player, curr_ply->opponent);
     EXPECT_EQ(_features_[MAX_FEATURES - 1], NUM_FEATURES) << fen;
     return std::vector<int>(_features_, _features_ + NUM_FEATURES);
+}
+
+// The static evaluation of a position (after setting it up and computing its attacks).
+inline int evaluationOf(const char* fen) {
+    setUp(fen);
+    computeAttacks();
+    return evaluate(curr_ply);
 }
 
 // The same position with the colours exchanged and the board reflected top to bottom.
@@ -44,12 +52,11 @@ inline std::string mirrorFen(const std::string& fen) {
     return out;
 }
 
-// Every step-th position (FEN only) of the labelled training data, or none when it is missing.
+// Every step-th position (FEN only) of the labelled training data, at most limit of them; none
+// when the data is missing.
 inline std::vector<std::string> samplePositions(int step, int limit) {
+    const std::vector<std::string>& all = trainingFens();
     std::vector<std::string> fens;
-    std::ifstream in(std::string(VIREO_SHARED_DIR) + "/training/positions.txt");
-    std::string line;
-    for (int i = 0; std::getline(in, line) && int(fens.size()) < limit; i++)
-        if (i % step == 0) fens.push_back(line.substr(0, line.find(';')));
+    for (size_t i = 0; i < all.size() && int(fens.size()) < limit; i += size_t(step)) fens.push_back(all[i]);
     return fens;
 }

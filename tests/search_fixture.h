@@ -1,4 +1,4 @@
-// Helpers for tests of the search: tables, a small transposition table, and moves by their text.
+// Helpers for tests of the search: tables and a small transposition table.
 #pragma once
 #include <string>
 #include <gtest/gtest.h>
@@ -16,9 +16,7 @@ inline void initSearchTables() {
     if (done) return;
     initCentrality();
     initReductions();
-    testing::internal::CaptureStdout();
-    createTT(1);
-    testing::internal::GetCapturedStdout();
+    printedBy([] { createTT(1); }); // its report line is not wanted here
     done = true;
 }
 
@@ -27,13 +25,4 @@ inline void setUpSearch(const char* fen, const char* moves = nullptr) {
     initSearchTables();
     setUp(fen, moves);
     newGame();
-}
-
-// The generated word of a legal move of curr_ply, 0 if there is none with that text.
-inline Move findMove(const std::string& text) {
-    computeAttacks();
-    generateMoves(GEN_ALL);
-    for (int i = 0; i < curr_ply->generated; i++)
-        if (uciMoveText(curr_ply->moves[i]) == text) return curr_ply->moves[i];
-    return 0;
 }

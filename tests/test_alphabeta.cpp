@@ -28,8 +28,7 @@ TEST(AlphaBeta, MateStalemateAndRepetition) {
     setUpSearch("7k/5Q2/6K1/8/8/p7/P7/8 b - - 0 1");
     EXPECT_EQ(alphaBeta(3, 8, -INFINITE, INFINITE, 0), 0);
     // The third occurrence inside the path is a draw at once; nothing is searched.
-    setUpSearch("rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1", "g1f3 g8f6 f3g1 f6g8 g1f3 g8f6 f3g1 f6g8");
-    resetSearch();
+    setUpSearch(START_FEN, "g1f3 g8f6 f3g1 f6g8 g1f3 g8f6 f3g1 f6g8");
     EXPECT_EQ(alphaBeta(1, 5, -INFINITE, INFINITE, 0), 0);
     EXPECT_EQ(search.nodes, 1u);
     resetSearch();

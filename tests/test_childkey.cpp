@@ -24,14 +24,9 @@ int checkTree(int depth) {
 } // namespace
 
 TEST(ChildKey, MatchesMakeMove) {
-    const char* fens[] = {
-        "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1",
-        "r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1",
-        "8/2p5/3p4/KP5r/1R3p1k/8/4P1P1/8 w - - 0 1",
-        "r3k2r/Pppp1ppp/1b3nbN/nP6/BBP1P3/q4N2/Pp1P2PP/R2Q1RK1 w kq - 0 1",
-        "rnbq1k1r/pp1Pbppp/2p5/8/2B5/8/PPP1NnPP/RNBQK2R w KQ - 1 8",
-        "4k3/8/8/3pP3/8/8/8/4K3 w - d6 0 1",
-    };
+    std::vector<const char*> fens(std::begin(CLASSIC_FENS), std::end(CLASSIC_FENS));
+    fens.push_back("rnbq1k1r/pp1Pbppp/2p5/8/2B5/8/PPP1NnPP/RNBQK2R w KQ - 1 8");
+    fens.push_back("4k3/8/8/3pP3/8/8/8/4K3 w - d6 0 1");
     int checked = 0;
     for (const char* fen : fens) {
         setUpSearch(fen);

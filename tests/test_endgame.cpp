@@ -35,9 +35,7 @@ std::string loadSyzygy(const std::string& path, std::string* log = nullptr) {
     EXPECT_NE(mkdtemp(dir), nullptr);
     char* old = getcwd(nullptr, 0);
     EXPECT_EQ(chdir(dir), 0);
-    testing::internal::CaptureStdout();
-    initSyzygy(path.c_str());
-    std::string printed = testing::internal::GetCapturedStdout();
+    std::string printed = printedBy([&] { initSyzygy(path.c_str()); });
     if (log) {
         std::ifstream in("vireo.log");
         std::stringstream text;
@@ -52,9 +50,7 @@ std::string loadSyzygy(const std::string& path, std::string* log = nullptr) {
 }
 
 void unloadSyzygy() {
-    testing::internal::CaptureStdout();
-    initSyzygy("<empty>");
-    testing::internal::GetCapturedStdout();
+    printedBy([] { initSyzygy("<empty>"); });
 }
 } // namespace
 

@@ -15,19 +15,15 @@ std::map<int, int> nonZero(const std::vector<int>& f) {
         if (f[i]) m[i] = f[i];
     return m;
 }
-const char* const START = "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1";
 } // namespace
 
 TEST(Features, StartPositionAndFirstMove) {
-    EXPECT_EQ(nonZero(featuresOf(START)), (std::map<int, int>{}));
+    EXPECT_EQ(nonZero(featuresOf(START_FEN)), (std::map<int, int>{}));
     std::map<int, int> e4 = {{2, 1},    {6, -1},   {60, -1},  {70, -1},  {90, -1},  {100, -1}, {109, -1},
                              {110, -2}, {111, -4}, {113, -4}, {114, -1}, {122, -4}, {126, -2}};
     EXPECT_EQ(nonZero(featuresOf("rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq e3 0 1")), e4);
     // Reached by playing the move: the pawn sets and attacks come from makeMove.
-    setUp(START, "e2e4");
-    computeAttacks();
-    computeFeatures(curr_ply->player, curr_ply->opponent);
-    EXPECT_EQ(nonZero(std::vector<int>(_features_, _features_ + NUM_FEATURES)), e4);
+    EXPECT_EQ(nonZero(featuresOf(START_FEN, "e2e4")), e4);
     EXPECT_EQ(_features_[MAX_FEATURES - 1], 127);
 }
 

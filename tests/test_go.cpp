@@ -5,8 +5,8 @@
 #include "engine/record.h"
 
 namespace {
-const char* WHITE_TO_MOVE = "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1";
-const char* BLACK_TO_MOVE = "rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq - 0 1";
+const char* const WHITE_TO_MOVE = START_FEN;
+const char* const BLACK_TO_MOVE = "rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq - 0 1";
 
 struct Limits {
     uint32_t limit;
@@ -17,7 +17,6 @@ struct Limits {
 
 Limits limitsOf(const char* fen, const char* line) {
     setUpSearch(fen);
-    resetSearch();
     search.depth = 99; // whatever was there before is replaced
     setLimits(line);
     Limits l{search.limit, search.depth, search.reserve, search.movetime};

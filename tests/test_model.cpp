@@ -87,15 +87,13 @@ TEST(Model, ClassIndexAndSignRule) {
 
 TEST(Model, EvaluateMatchesTheLinearModel) {
     std::vector<std::string> fens = samplePositions(4999, 200);
-    for (const char* fen : {"rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1", "4k3/8/8/r7/8/8/7R/4K3 w - - 0 1",
+    for (const char* fen : {START_FEN, "4k3/8/8/r7/8/8/7R/4K3 w - - 0 1",
                             "4k3/8/8/8/3n4/8/4P3/4K3 w - - 0 1", "8/8/3k4/2p5/8/1BN5/4K3/8 w - - 3 40",
                             "8/2p5/3k4/2p5/8/1BN5/4K3/8 b - - 3 40", "r5k1/5ppp/8/8/8/8/5PPP/3R2K1 w - - 0 1"})
         fens.push_back(fen);
     for (const std::string& fen : fens) {
-        setUp(fen.c_str());
-        computeAttacks();
+        int score = evaluationOf(fen.c_str());
         int men = popcount(curr_ply->occupancy);
-        int score = evaluate(curr_ply);
         float c = men <= 6 ? materialClassTerm(curr_ply->player, curr_ply->opponent, men) : 0.0f;
         double reference = std::clamp(referenceScore(men, c), -29936.0, 29936.0);
         // Truncated toward zero; single-precision sums may differ from the double sum by a hair.
@@ -105,45 +103,30 @@ TEST(Model, EvaluateMatchesTheLinearModel) {
         }
     }
     // The start position has all features 0: its score is the 32-man constant term, truncated.
-    setUp("rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1");
-    computeAttacks();
-    EXPECT_EQ(evaluate(curr_ply), int(eval_weights[28][127]));
+    EXPECT_EQ(evaluationOf(START_FEN), int(eval_weights[28][127]));
 }
 
 TEST(Model, PositionsSettledBeforeTheModel) {
     // Bare kings.
-    setUp("8/8/4k3/8/8/3K4/8/8 w - - 0 1");
-    computeAttacks();
-    EXPECT_EQ(evaluate(curr_ply), 0);
+    EXPECT_EQ(evaluationOf("8/8/4k3/8/8/3K4/8/8 w - - 0 1"), 0);
     // Stalemated bare king: 0 whatever the material.
-    setUp("7k/5K2/6Q1/8/8/8/P7/8 b - - 0 1");
-    computeAttacks();
-    EXPECT_EQ(evaluate(curr_ply), 0);
+    EXPECT_EQ(evaluationOf("7k/5K2/6Q1/8/8/8/P7/8 b - - 0 1"), 0);
     // With a free square the model scores it, far down for the bare king.
-    setUp("7k/5K2/8/6Q1/8/8/P7/8 b - - 0 1");
-    computeAttacks();
-    EXPECT_LT(evaluate(curr_ply), -500);
+    EXPECT_LT(evaluationOf("7k/5K2/8/6Q1/8/8/P7/8 b - - 0 1"), -500);
     // Three men: the score of the endgame rules.
     for (const char* fen : {"4k3/8/4K3/4P3/8/8/8/8 w - - 0 1", "3k4/8/8/3K4/3P4/8/8/8 w - - 0 1",
                             "7k/8/8/8/8/8/8/R3K3 w - - 0 1"}) {
-        setUp(fen);
-        computeAttacks();
+        int score = evaluationOf(fen);
         int expected = -1;
         ASSERT_EQ(probeEndgame(curr_ply, &expected), 1);
-        EXPECT_EQ(evaluate(curr_ply), expected) << fen;
+        EXPECT_EQ(score, expected) << fen;
     }
 }
 
 TEST(Model, EvaluationDoesNotDependOnEarlierCalls) {
     const char* fen = "r1bqkb1r/pppp1ppp/2n2n2/4p3/2B1P3/5N2/PPPP1PPP/RNBQK2R w KQkq - 4 4";
-    setUp(fen);
-    computeAttacks();
-    int first = evaluate(curr_ply);
-    setUp("8/8/3k4/2p5/8/1BN5/4K3/8 w - - 3 40");
-    computeAttacks();
-    evaluate(curr_ply);
-    setUp(fen);
-    computeAttacks();
-    EXPECT_EQ(evaluate(curr_ply), first);
+    int first = evaluationOf(fen);
+    evaluationOf("8/8/3k4/2p5/8/1BN5/4K3/8 w - - 3 40");
+    EXPECT_EQ(evaluationOf(fen), first);
     EXPECT_EQ(evaluate(curr_ply), first);
 }

@@ -10,28 +10,23 @@ std::string moveList(int mode = GEN_ALL) {
     computeAttacks();
     generateMoves(mode);
     std::string text;
-    for (int i = 0; i < curr_ply->generated; i++) text += (i ? " " : "") + uciMoveText(curr_ply->moves[i]);
+    for (int i = 0; i < curr_ply->generated; i++) {
+        if (i) text += ' ';
+        text += uciMoveText(curr_ply->moves[i]);
+    }
     return text;
-}
-
-Move find(const char* uci) {
-    computeAttacks();
-    generateMoves(GEN_ALL);
-    for (int i = 0; i < curr_ply->generated; i++)
-        if (uciMoveText(curr_ply->moves[i]) == uci) return curr_ply->moves[i];
-    return 0;
 }
 } // namespace
 
 TEST(MoveGen, MoveWords) {
     setUp(START_FEN);
-    EXPECT_EQ(find("e2e4"), 0x631cu);
-    EXPECT_EQ(find("g1f3"), 0x5195u);
-    EXPECT_EQ(find("e2e4") ^ MIRROR_BLACK, find("e2e4") - 0x631c + makeMoveWord(52, 36, PAWN));
+    EXPECT_EQ(findMove("e2e4"), 0x631cu);
+    EXPECT_EQ(findMove("g1f3"), 0x5195u);
+    EXPECT_EQ(findMove("e2e4") ^ MIRROR_BLACK, findMove("e2e4") - 0x631c + makeMoveWord(52, 36, PAWN));
     setUp(START_FEN, "e2e4 d7d5");
-    EXPECT_EQ(find("e4d5"), 0x106723u);
-    EXPECT_EQ(find("f1b5"), 0x44161u);
-    EXPECT_EQ(find("e4e5"), 0x26724u);
+    EXPECT_EQ(findMove("e4d5"), 0x106723u);
+    EXPECT_EQ(findMove("f1b5"), 0x44161u);
+    EXPECT_EQ(findMove("e4e5"), 0x26724u);
     setUp("4k3/P7/8/8/8/8/8/4K3 w - - 0 1");
     computeAttacks();
     generateMoves(GEN_ALL);
@@ -90,7 +85,7 @@ TEST(MoveGen, FlagsAndModes) {
     EXPECT_EQ(moveList(GEN_TACTICAL), "");
     setUp("4k3/8/8/8/4N3/8/8/4K3 w - - 0 1");
     EXPECT_EQ(moveList(GEN_TACTICAL), "e4d6 e4f6");
-    EXPECT_TRUE(find("e4d6") & CHECK);
+    EXPECT_TRUE(findMove("e4d6") & CHECK);
     // Mode 2: captures and promotions without capture.
     setUp("3rk3/2P5/8/8/8/8/8/4K3 w - - 0 1");
     EXPECT_EQ(moveList(GEN_CAPTURES), "c7c8q c7c8r c7c8b c7c8n c7d8q c7d8r c7d8b c7d8n");
@@ -102,19 +97,18 @@ TEST(MoveGen, FlagsAndModes) {
     EXPECT_EQ(moveList(GEN_RECAPTURES), "c3e4");
     // Direct and discovered check together.
     setUp("4k3/8/8/8/8/8/4N3/4R1K1 w - - 0 1");
-    Move m = find("e2d4");
+    Move m = findMove("e2d4");
     EXPECT_TRUE(m & DISCOVERED_CHECK);
     EXPECT_FALSE(m & CHECK);
-    m = find("e2f4");
+    m = findMove("e2f4");
     EXPECT_TRUE(m & DISCOVERED_CHECK);
-    setUp("4k3/8/8/8/8/8/4N3/4R1K1 w - - 0 1");
-    EXPECT_TRUE((find("e2d4") & (CHECK | DISCOVERED_CHECK)) == DISCOVERED_CHECK);
+    EXPECT_TRUE((findMove("e2d4") & (CHECK | DISCOVERED_CHECK)) == DISCOVERED_CHECK);
     setUp("4k3/8/8/8/8/8/4B3/4R1K1 w - - 0 1");
-    EXPECT_EQ(find("e2b5") & (CHECK | DISCOVERED_CHECK), CHECK | DISCOVERED_CHECK);
+    EXPECT_EQ(findMove("e2b5") & (CHECK | DISCOVERED_CHECK), CHECK | DISCOVERED_CHECK);
     // Advanced pawns: in the far half, or passed.
     setUp("4k3/8/8/4P3/8/8/P7/4K3 w - - 0 1");
-    EXPECT_TRUE(find("e5e6") & ADVANCED_PAWN);
-    EXPECT_TRUE(find("a2a3") & ADVANCED_PAWN);
+    EXPECT_TRUE(findMove("e5e6") & ADVANCED_PAWN);
+    EXPECT_TRUE(findMove("a2a3") & ADVANCED_PAWN);
     setUp("4k3/1p6/8/8/8/8/P7/4K3 w - - 0 1");
-    EXPECT_FALSE(find("a2a3") & ADVANCED_PAWN);
+    EXPECT_FALSE(findMove("a2a3") & ADVANCED_PAWN);
 }

@@ -5,16 +5,9 @@
 #include "engine/movegen.h"
 
 namespace {
-std::string captured(void (*print)()) {
-    testing::internal::CaptureStdout();
-    print();
-    return testing::internal::GetCapturedStdout();
-}
-
 std::string verbose(Move m) {
-    testing::internal::CaptureStdout();
-    int n = printMove(m);
-    std::string text = testing::internal::GetCapturedStdout();
+    int n = 0;
+    std::string text = printedBy([&] { n = printMove(m); });
     EXPECT_EQ(size_t(n), text.size());
     return text;
 }
@@ -91,7 +84,7 @@ TEST(Notation, BoardDiagram) {
         else if (c == 'L') c = char(0xC0);
         else if (c == '-') c = char(0xC4);
     }
-    std::string board = captured(printBoard);
+    std::string board = printedBy(printBoard);
     ASSERT_GT(board.size(), expected.size());
     EXPECT_EQ(board.substr(0, expected.size()), expected);
     char key[64];
@@ -100,12 +93,12 @@ TEST(Notation, BoardDiagram) {
               std::string(key) + "fen = rnbqkbnr/pppp1ppp/8/4p3/4P3/5N2/PPPP1PPP/RNBQKB1R b KQkq - 1 2\n");
 
     setUp(START_FEN);
-    board = captured(printBoard);
+    board = printedBy(printBoard);
     EXPECT_NE(board.find("key = 0x463b96181691fc9c\nfen = rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1\n"),
               std::string::npos);
     // After the attack records are current, a side in check is marked.
     setUp("4k3/8/8/8/8/8/8/r3K3 w - - 0 1");
     computeAttacks();
-    board = captured(printBoard);
+    board = printedBy(printBoard);
     EXPECT_NE(board.find(" * (check !)\n"), std::string::npos);
 }

@@ -5,7 +5,7 @@
 
 namespace {
 Move quiet(int from, int to, int piece) { return makeMoveWord(from, to, piece); }
-enum { A1 = 0, C1 = 2, E2 = 12, E3 = 20, E4 = 28, D4 = 27, A3 = 16, A6 = 40, A8 = 56, C8 = 58, E5 = 36, H1 = 7 };
+enum { A1 = 0, C1 = 2, E2 = 12, E3 = 20, E4 = 28, D4 = 27, A3 = 16, A6 = 40, A8 = 56, C8 = 58, E5 = 36 };
 } // namespace
 
 TEST(Ordering, CentralityTable) {

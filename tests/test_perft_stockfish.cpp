@@ -1,12 +1,12 @@
 // Perft divides compared move by move with stockfish's on many positions from real games and
 // endgames, and a walk over the same trees checking the incremental key and pawn sets.
 #include <gtest/gtest.h>
-#include <fstream>
 #include <map>
 #include <sstream>
 #include <unistd.h>
 #include "tests/engine_process.h"
 #include "tests/position_fixture.h"
+#include "tests/shared_data.h"
 #include "engine/makemove.h"
 #include "engine/movegen.h"
 #include "engine/perft.h"
@@ -14,46 +14,39 @@
 namespace {
 const char* STOCKFISH = "/usr/games/stockfish";
 
-std::vector<std::string> samplePositions(size_t count) {
-    std::vector<std::string> fens = {
-        START_FEN,
-        "r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1",
-        "8/2p5/3p4/KP5r/1R3p1k/8/4P1P1/8 w - - 0 1",
-        "r3k2r/Pppp1ppp/1b3nbN/nP6/BBP1P3/q4N2/Pp1P2PP/R2Q1RK1 w kq - 0 1",
-        "rnbq1k1r/pp1Pbppp/2p5/8/2B5/8/PPP1NnPP/RNBQK2R w KQ - 1 8",
-        "r4rk1/1pp1qppp/p1np1n2/2b1p1B1/2B1P1b1/P1NP1N2/1PP1QPPP/R4RK1 w - - 0 10",
-        "4k3/1P6/8/8/8/8/6p1/4K3 w - - 0 1",
-        "8/8/8/2k5/2pP4/8/B7/4K3 b - d3 0 1",
-    };
-    std::ifstream file(std::string(VIREO_SHARED_DIR) + "/training/positions.txt");
-    std::vector<std::string> all;
-    for (std::string line; std::getline(file, line);) all.push_back(line.substr(0, line.find(';')));
+// The classic positions and a few more with promotions and en passant, then positions spread
+// over the labelled training data, count in all (fewer when the data is missing).
+std::vector<std::string> crossCheckPositions(size_t count) {
+    std::vector<std::string> fens(std::begin(CLASSIC_FENS), std::end(CLASSIC_FENS));
+    for (const char* fen : {"rnbq1k1r/pp1Pbppp/2p5/8/2B5/8/PPP1NnPP/RNBQK2R w KQ - 1 8",
+                            "r4rk1/1pp1qppp/p1np1n2/2b1p1B1/2B1P1b1/P1NP1N2/1PP1QPPP/R4RK1 w - - 0 10",
+                            "4k3/1P6/8/8/8/8/6p1/4K3 w - - 0 1", "8/8/8/2k5/2pP4/8/B7/4K3 b - d3 0 1"})
+        fens.push_back(fen);
+    const std::vector<std::string>& all = trainingFens();
     for (size_t i = 0; all.size() && fens.size() < count; i++) fens.push_back(all[(i * 7919 + 13) % all.size()]);
     return fens;
+}
+
+// Adds a "move: count" line of a perft divide; other lines are left out.
+void addDivideLine(std::map<std::string, uint64_t>& divide, const std::string& line) {
+    size_t colon = line.find(": ");
+    if (colon != std::string::npos) divide[line.substr(0, colon)] = std::stoull(line.substr(colon + 2));
 }
 
 std::map<std::string, uint64_t> stockfishDivide(EngineProcess& stockfish, const std::string& fen, int depth) {
     stockfish.send("position fen " + fen);
     stockfish.send("go perft " + std::to_string(depth));
     std::map<std::string, uint64_t> divide;
-    for (const std::string& line : stockfish.readUntil("Nodes searched", 60000)) {
-        size_t colon = line.find(": ");
-        if (colon != std::string::npos && line.rfind("Nodes", 0) != 0)
-            divide[line.substr(0, colon)] = std::stoull(line.substr(colon + 2));
-    }
+    for (const std::string& line : stockfish.readUntil("Nodes searched", 60000))
+        if (line.rfind("Nodes", 0) != 0) addDivideLine(divide, line); // not "Nodes searched: N"
     return divide;
 }
 
 std::map<std::string, uint64_t> vireoDivide(const std::string& fen, int depth) {
     setUp(fen.c_str());
-    testing::internal::CaptureStdout();
-    perft(0, depth - 1);
-    std::istringstream lines(testing::internal::GetCapturedStdout());
+    std::istringstream lines(printedBy([depth] { perft(0, depth - 1); }));
     std::map<std::string, uint64_t> divide;
-    for (std::string line; std::getline(lines, line);) {
-        size_t colon = line.find(": ");
-        if (colon != std::string::npos) divide[line.substr(0, colon)] = std::stoull(line.substr(colon + 2));
-    }
+    for (std::string line; std::getline(lines, line);) addDivideLine(divide, line);
     return divide;
 }
 
@@ -79,7 +72,7 @@ void walk(int depth) {
 
 TEST(PerftCrossCheck, DividesEqualStockfish) {
     if (access(STOCKFISH, X_OK)) GTEST_SKIP() << "stockfish is not installed at " << STOCKFISH;
-    std::vector<std::string> fens = samplePositions(240);
+    std::vector<std::string> fens = crossCheckPositions(240);
     if (fens.size() < 240) GTEST_SKIP() << "labelled positions not found under " << VIREO_SHARED_DIR;
     EngineProcess stockfish({STOCKFISH});
     stockfish.send("uci");
@@ -95,7 +88,7 @@ TEST(PerftCrossCheck, DividesEqualStockfish) {
 }
 
 TEST(PerftCrossCheck, IncrementalKeysAndPawnSets) {
-    std::vector<std::string> fens = samplePositions(120);
+    std::vector<std::string> fens = crossCheckPositions(120);
     for (const std::string& fen : fens) {
         setUp(fen.c_str());
         walk(3);

@@ -38,7 +38,6 @@ TEST(Quiescence, ExchangeTest) {
 TEST(Quiescence, MateAndStandPat) {
     // Black is checkmated (back rank) at ply 5.
     setUpSearch("R5k1/5ppp/8/8/8/8/5PPP/6K1 b - - 0 1");
-    resetSearch();
     EXPECT_EQ(quiescence(5, 5, -INFINITE, INFINITE, 1), -29995);
     EXPECT_EQ(transposition.used, 0u); // nothing stored
     resetSearch();

@@ -22,13 +22,12 @@ TEST(Record, ScoreText) {
 }
 
 TEST(Record, DrawByRule) {
-    const char* start = "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1";
-    setUpSearch(start, "g1f3 g8f6 f3g1 f6g8");
+    setUpSearch(START_FEN, "g1f3 g8f6 f3g1 f6g8");
     EXPECT_FALSE(drawByRule()); // seen once before
-    setUpSearch(start, "g1f3 g8f6 f3g1 f6g8 g1f3 g8f6 f3g1 f6g8");
+    setUpSearch(START_FEN, "g1f3 g8f6 f3g1 f6g8 g1f3 g8f6 f3g1 f6g8");
     EXPECT_TRUE(drawByRule()); // the third time
     // An irreversible move in between starts the count again.
-    setUpSearch(start, "g1f3 g8f6 f3g1 f6g8 e2e3 e7e6 g1f3 g8f6 f3g1 f6g8");
+    setUpSearch(START_FEN, "g1f3 g8f6 f3g1 f6g8 e2e3 e7e6 g1f3 g8f6 f3g1 f6g8");
     EXPECT_FALSE(drawByRule());
     setUpSearch("8/8/8/4k3/8/8/8/4K3 w - - 0 1");
     EXPECT_TRUE(drawByRule());
@@ -41,8 +40,7 @@ TEST(Record, DrawByRule) {
 }
 
 TEST(Record, CheckTimeLimitsAndProgressLine) {
-    setUpSearch("rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1");
-    resetSearch();
+    setUpSearch(START_FEN);
     search.start = clockMs();
     search.limit = LIMIT_TIME;
     search.movetime = 0;
@@ -68,21 +66,17 @@ TEST(Record, CheckTimeLimitsAndProgressLine) {
     search.currmove = findMove("e2e4");
     search.currmovenumber = 3;
     search.nodes = 4000000;
-    testing::internal::CaptureStdout();
-    checkTime();
-    std::string line = testing::internal::GetCapturedStdout();
+    std::string line = printedBy(checkTime);
     EXPECT_EQ(line.rfind("info depth 7 currmove e2e4 currmovenumber 3 time ", 0), 0u) << line;
     EXPECT_NE(line.find(" nodes 4000000 nps "), std::string::npos) << line;
     EXPECT_NE(line.find(" hashfull 0\n"), std::string::npos) << line;
     search.nodes = 4010000;
-    testing::internal::CaptureStdout();
-    checkTime();
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    EXPECT_EQ(printedBy(checkTime), "");
     resetSearch();
 }
 
 TEST(Record, PrincipalVariationFromTheTable) {
-    setUpSearch("rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1");
+    setUpSearch(START_FEN);
     Move e4 = findMove("e2e4");
     makeMove(e4);
     Move e5 = findMove("e7e5");
@@ -97,7 +91,7 @@ TEST(Record, PrincipalVariationFromTheTable) {
     EXPECT_EQ(ply_index, 0);
 
     // A variation that runs into a third repetition stops before it.
-    setUpSearch("rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1", "g1f3 g8f6 f3g1 f6g8 g1f3 g8f6");
+    setUpSearch(START_FEN, "g1f3 g8f6 f3g1 f6g8 g1f3 g8f6");
     const char* cycle[4] = {"f3g1", "f6g8", "g1f3", "g8f6"};
     int made = 0;
     for (const char* text : cycle) {

@@ -10,6 +10,7 @@
 #include <fstream>
 #include <sstream>
 #include <string>
+#include "engine/notation.h"
 
 namespace {
 
@@ -53,14 +54,13 @@ std::string zeros(int n) {
     return s;
 }
 
-const char* const START = "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1";
 const char* const AFTER_E4 = "rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq e3 0 1";
 
 } // namespace
 
 TEST(TrainingTools, AnalyseWritesFeatureRows) {
     ToolDir dir;
-    dir.write("positions.txt", std::string(START) + ";0.35\n" + AFTER_E4 + ";-0.25\n" +
+    dir.write("positions.txt", std::string(START_FEN) + ";0.35\n" + AFTER_E4 + ";-0.25\n" +
                                    "4k3/8/8/r7/8/8/7R/4K3 b - - 0 1;0.1\n" + // rook against rook: class 16
                                    "4k3/8/8/8/3n4/8/4P3/4K3 w - - 0 1 ; 1\n" + // knight against pawn: class -3
                                    "4k3/8/4K3/4P3/8/8/8/8 w - - 0 1;9.5\n" +    // three men: no class
@@ -99,13 +99,13 @@ TEST(TrainingTools, AnalyseWritesFeatureRows) {
 
 TEST(TrainingTools, RoundingAndIgnoredLines) {
     ToolDir dir;
-    dir.write("positions.txt", std::string(START) + ";0.125\n" + START + ";-0.125\n" + START + ";1.005\n" +
-                                   START + ";abc\n" +                             // no number
-                                   START + "\n" +                                 // no ";"
-                                   "4k3/8/8/8/8/8/4r3/4K3 w - - 0 1;0.5\n" +      // side to move in check
+    dir.write("positions.txt", std::string(START_FEN) + ";0.125\n" + START_FEN + ";-0.125\n" + START_FEN + ";1.005\n" +
+                                   START_FEN + ";abc\n" +                           // no number
+                                   START_FEN + "\n" +                               // no ";"
+                                   "4k3/8/8/8/8/8/4r3/4K3 w - - 0 1;0.5\n" +        // side to move in check
                                    "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBN w KQkq - 0 1;0.3\n" + // bad FEN
-                                   START + ";400\n" +                              // 40000: beyond 16 bits
-                                   START + ";-327.68\n" + START + ";327.67");      // limits, no final newline
+                                   START_FEN + ";400\n" +                           // 40000: beyond 16 bits
+                                   START_FEN + ";-327.68\n" + START_FEN + ";327.67"); // limits, no final newline
     ToolRun r = dir.run("-analyse=positions.txt");
     EXPECT_EQ(r.status, 0);
     EXPECT_EQ(r.out, "Warning, 5 positions ignored\n");
@@ -116,7 +116,7 @@ TEST(TrainingTools, RoundingAndIgnoredLines) {
 TEST(TrainingTools, ScoreComparesWithTheReference) {
     ToolDir dir;
     // The engine's own scores of two positions, then the same lines with references off by 7 and -3.
-    dir.write("probe.txt", std::string(START) + ";0\n" + AFTER_E4 + ";0\n");
+    dir.write("probe.txt", std::string(START_FEN) + ";0\n" + AFTER_E4 + ";0\n");
     ToolRun probe = dir.run("-score=probe.txt");
     int start_score = 0, e4_score = 0;
     if (probe.out.rfind("delta", 0) == 0) {
@@ -129,7 +129,7 @@ TEST(TrainingTools, ScoreComparesWithTheReference) {
         }
     }
     auto pawns = [](int cp) { return std::to_string(cp / 100.0); };
-    std::string start_line = std::string(START) + ";" + pawns(start_score) + "\n";
+    std::string start_line = std::string(START_FEN) + ";" + pawns(start_score) + "\n";
     std::string e4_line = std::string(AFTER_E4) + ";" + pawns(e4_score - 7) + "\n";
     std::string e4_line2 = std::string(AFTER_E4) + ";" + pawns(e4_score + 3) + "\n";
     dir.write("positions.txt", start_line + e4_line + "garbage\n" + e4_line2);
@@ -160,7 +160,7 @@ TEST(TrainingTools, UnopenableFiles) {
     EXPECT_EQ(r.err, "Cannot open 'missing.txt'\n");
     EXPECT_FALSE(dir.exists("features.csv"));
     // An output file that cannot be created: a directory stands in its place.
-    dir.write("positions.txt", std::string(START) + ";0.35\n");
+    dir.write("positions.txt", std::string(START_FEN) + ";0.35\n");
     dir.makeDirectory("features.csv");
     r = dir.run("-analyse=positions.txt");
     EXPECT_EQ(r.status, 1);

@@ -6,6 +6,7 @@
 #include <unistd.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
+#include "tests/position_fixture.h"
 #include "transposition/tt.h"
 
 namespace {
@@ -19,9 +20,7 @@ Ply positionWith(uint64_t key, int pieces) {
 }
 
 std::string createReport(int size) {
-    testing::internal::CaptureStdout();
-    createTT(size);
-    return testing::internal::GetCapturedStdout();
+    return printedBy([size] { createTT(size); });
 }
 
 // Keys that all fall into the bucket of entry 0 of a 1 MB table.
