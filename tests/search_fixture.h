@@ -1,5 +1,7 @@
 // Helpers for tests of the search: tables and a small transposition table.
 #pragma once
+#include <fcntl.h>
+#include <unistd.h>
 #include <string>
 #include <gtest/gtest.h>
 #include "tests/position_fixture.h"
@@ -14,6 +16,13 @@ inline void initSearchTables() {
     initTables();
     static bool done = false;
     if (done) return;
+    // A search stops when input is waiting on standard input (checkTime); what waits on the test
+    // program's own input must not stop the searches run here.
+    int null = open("/dev/null", O_RDONLY);
+    if (null >= 0) {
+        dup2(null, 0);
+        close(null);
+    }
     initCentrality();
     initReductions();
     printedBy([] { createTT(1); }); // its report line is not wanted here

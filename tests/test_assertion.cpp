@@ -1,39 +1,29 @@
 // The logged consistency check: board on standard output, a line in "vireo.log", then the abort.
 #include <gtest/gtest.h>
-#include <filesystem>
-#include <fstream>
-#include <unistd.h>
+#include <sstream>
 #include "tests/position_fixture.h"
+#include "tests/scratch_dir.h"
 #include "engine/assertion.h"
 #include "engine/makemove.h"
 
 TEST(AssertionDeathTest, CapturedKingIsReportedAndLogged) {
-    namespace fs = std::filesystem;
-    fs::path dir = fs::temp_directory_path() / ("vireo_assert_" + std::to_string(getpid()));
-    fs::create_directories(dir);
-    fs::path old = fs::current_path();
-    fs::current_path(dir);
+    ScratchDir dir;
+    WorkingDirectory here(dir.path());
     setUp("4k3/8/8/8/8/8/8/4K2R w - - 0 1");
     // A word that captures the king: never generated, so only a corrupt caller could pass it.
     Move bad = makeMoveWord(7, 60, ROOK, KING);
     EXPECT_DEATH(makeMove(bad), "Assertion failed: captured < 6, file .*makemove.cpp, line [0-9]+");
-    std::ifstream log(dir / "vireo.log");
+    std::istringstream log(dir.read("vireo.log"));
     std::string line;
     ASSERT_TRUE(std::getline(log, line));
     EXPECT_TRUE(line.rfind("Assertion error : captured < 6 (file ", 0) == 0) << line;
     EXPECT_NE(line.find("makemove.cpp, line "), std::string::npos) << line;
-    fs::current_path(old);
-    fs::remove_all(dir);
 }
 
 TEST(AssertionDeathTest, ReportGoesOnWithoutALogFile) {
-    namespace fs = std::filesystem;
-    fs::path dir = fs::temp_directory_path() / ("vireo_assert_ro_" + std::to_string(getpid()));
-    fs::create_directories(dir / "vireo.log"); // a folder where the log should be: it cannot be opened
-    fs::path old = fs::current_path();
-    fs::current_path(dir);
+    ScratchDir dir;
+    dir.makeDirectory("vireo.log"); // a folder where the log should be: it cannot be opened
+    WorkingDirectory here(dir.path());
     setUp("4k3/8/8/8/8/8/8/4K2R w - - 0 1");
     EXPECT_DEATH(makeMove(makeMoveWord(7, 60, ROOK, KING)), "Assertion failed: captured < 6");
-    fs::current_path(old);
-    fs::remove_all(dir);
 }

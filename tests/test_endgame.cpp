@@ -1,12 +1,10 @@
 // Endgame knowledge: the king and pawn bitbase (regenerated and compared, and checked against the
 // Syzygy tables), the three-man rules, and the tablebase probe with its conditions.
-#include <sys/stat.h>
-#include <unistd.h>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
+#include <sstream>
 #include <tbprobe.h>
 #include "tests/evaluation_fixture.h"
+#include "tests/scratch_dir.h"
+#include "tests/shared_data.h"
 #include "engine/attacks.h"
 #include "evaluation/endgame.h"
 #include "evaluation/evaluation.h"
@@ -21,31 +19,13 @@ std::pair<int, int> probe(const char* fen) {
     return {known, score};
 }
 
-const std::string SYZYGY = std::string(VIREO_SHARED_DIR) + "/syzygy";
-
-bool haveSyzygy() {
-    struct stat st;
-    return stat((SYZYGY + "/KRvKR.rtbw").c_str(), &st) == 0;
-}
-
-// Loads the shared tables inside a scratch working directory (the load appends to "vireo.log"
-// there); returns what the load printed.
+// Loads tables inside a scratch working directory (the load appends to "vireo.log" there);
+// returns what the load printed, and the log when asked.
 std::string loadSyzygy(const std::string& path, std::string* log = nullptr) {
-    char dir[] = "/tmp/vireo_endgame_XXXXXX";
-    EXPECT_NE(mkdtemp(dir), nullptr);
-    char* old = getcwd(nullptr, 0);
-    EXPECT_EQ(chdir(dir), 0);
+    ScratchDir dir;
+    WorkingDirectory here(dir.path());
     std::string printed = printedBy([&] { initSyzygy(path.c_str()); });
-    if (log) {
-        std::ifstream in("vireo.log");
-        std::stringstream text;
-        text << in.rdbuf();
-        *log = text.str();
-    }
-    unlink("vireo.log");
-    EXPECT_EQ(chdir(old), 0);
-    free(old);
-    rmdir(dir);
+    if (log) *log = dir.read("vireo.log");
     return printed;
 }
 
@@ -99,9 +79,10 @@ TEST(Endgame, TwoAndThreeMen) {
 }
 
 TEST(Endgame, SyzygyProbes) {
-    if (!haveSyzygy()) GTEST_SKIP() << "no Syzygy tables in " << SYZYGY;
+    if (!haveSyzygy()) GTEST_SKIP() << "no Syzygy tables in " << syzygyDir();
+    TablesOff off; // also when an ASSERT below ends the test early
     std::string log;
-    EXPECT_EQ(loadSyzygy(SYZYGY, &log), "info debug Initialisation of Syzygy : success (4 pieces)\n");
+    EXPECT_EQ(loadSyzygy(syzygyDir(), &log), "info debug Initialisation of Syzygy : success (4 pieces)\n");
     EXPECT_EQ(log, "Syzygy ok\n");
     EXPECT_EQ(TB_LARGEST, 4u);
 
@@ -161,29 +142,19 @@ TEST(Endgame, FailedTablebaseLoads) {
 // Through the engine: the option's report lines, the log, a table file of the wrong size, and a
 // quiet error stream when tables are released.
 TEST(Endgame, SyzygyPathOption) {
-    if (!haveSyzygy()) GTEST_SKIP() << "no Syzygy tables in " << SYZYGY;
-    char dir_name[] = "/tmp/vireo_syzygy_XXXXXX";
-    ASSERT_NE(mkdtemp(dir_name), nullptr);
-    std::string dir = dir_name;
-    mkdir((dir + "/bad").c_str(), 0755);
-    std::ofstream(dir + "/bad/KQvK.rtbw") << std::string(100, 'x'); // not 16 more than a multiple of 64
-    std::ofstream(dir + "/commands.txt") << "setoption name SyzygyPath value " << SYZYGY << "\n"
-                                         << "position fen 4k3/8/8/r7/8/8/7R/4K3 w - - 0 1\ngo depth 2\n"
-                                         << "setoption name SyzygyPath value " << dir << "/bad\n"
-                                         << "setoption name SyzygyPath value " << SYZYGY << "\n"
-                                         << "setoption name SyzygyPath value <empty>\nquit\n";
-    std::string command = "cd '" + dir + "' && '" VIREO_BINARY "' < commands.txt > out.txt 2> err.txt";
-    ASSERT_EQ(std::system(command.c_str()), 0);
-    auto read = [&](const std::string& name) {
-        std::ifstream in(dir + "/" + name);
-        std::stringstream text;
-        text << in.rdbuf();
-        return text.str();
-    };
-    std::string out = read("out.txt"), err = read("err.txt"), log = read("vireo.log");
-    std::filesystem::remove_all(dir);
+    if (!haveSyzygy()) GTEST_SKIP() << "no Syzygy tables in " << syzygyDir();
+    ScratchDir dir;
+    dir.makeDirectory("bad");
+    dir.write("bad/KQvK.rtbw", std::string(100, 'x')); // not 16 more than a multiple of 64
+    dir.write("commands.txt", "setoption name SyzygyPath value " + syzygyDir() + "\n" +
+                                  "position fen 4k3/8/8/r7/8/8/7R/4K3 w - - 0 1\ngo depth 2\n" +
+                                  "setoption name SyzygyPath value " + dir.path() + "/bad\n" +
+                                  "setoption name SyzygyPath value " + syzygyDir() + "\n" +
+                                  "setoption name SyzygyPath value <empty>\nquit\n");
+    EngineRun run = dir.run("", "commands.txt");
+    ASSERT_EQ(run.status, 0);
     std::vector<std::string> reports;
-    std::istringstream lines(out);
+    std::istringstream lines(run.out);
     for (std::string line; std::getline(lines, line);)
         if (line.find("Syzygy") != std::string::npos || line.find("tablebase") != std::string::npos)
             reports.push_back(line);
@@ -194,6 +165,6 @@ TEST(Endgame, SyzygyPathOption) {
                                                  "info debug Initialisation of Syzygy : failure",
                                                  "info debug Initialisation of Syzygy : success (4 pieces)",
                                                  "info debug Initialisation of Syzygy : failure"}));
-    EXPECT_EQ(err, "Incomplete tablebase file KQvK..rtbw\n");
-    EXPECT_EQ(log, "Syzygy ok\nSyzygy ok\n");
+    EXPECT_EQ(run.err, "Incomplete tablebase file KQvK..rtbw\n");
+    EXPECT_EQ(dir.read("vireo.log"), "Syzygy ok\nSyzygy ok\n");
 }

@@ -1,13 +1,13 @@
 // The tablebase root probe: when it applies, the score by win/draw/loss and distance to zeroing,
 // and promotions mapped to our piece types.
 #include <gtest/gtest.h>
-#include <filesystem>
 #include <tbprobe.h>
 #include "tests/search_fixture.h"
+#include "tests/shared_data.h"
 #include "engine/rootprobe.h"
 
 namespace {
-// The tables stay loaded in this process but are switched off again after each test, so that
+// The tables stay loaded in this process but are used only inside a TablesOff scope, so that
 // other tests see the engine without tables.
 unsigned loaded_largest = 0;
 
@@ -15,17 +15,12 @@ bool loadTables() {
     static bool tried = false;
     if (!tried) {
         tried = true;
-        std::string dir = std::string(VIREO_SHARED_DIR) + "/syzygy";
-        if (std::filesystem::exists(dir + "/KQvK.rtbw") && tb_init(dir.c_str())) loaded_largest = TB_LARGEST;
+        if (haveSyzygy() && tb_init(syzygyDir().c_str())) loaded_largest = TB_LARGEST;
         TB_LARGEST = 0;
     }
     TB_LARGEST = loaded_largest;
     return loaded_largest >= 4;
 }
-
-struct TablesOff {
-    ~TablesOff() { TB_LARGEST = 0; }
-};
 
 bool probe(const char* fen, Move* move, int* score) {
     setUpSearch(fen);
@@ -36,17 +31,15 @@ bool probe(const char* fen, Move* move, int* score) {
 } // namespace
 
 TEST(RootProbe, WithoutTablesNothingIsProbed) {
-    unsigned largest = TB_LARGEST;
-    TB_LARGEST = 0;
+    TablesOff off;
     Move m = 0;
     int s = 0;
     EXPECT_FALSE(probe("8/8/8/4k3/8/8/8/KQ6 w - - 0 1", &m, &s));
-    TB_LARGEST = largest;
 }
 
 TEST(RootProbe, MovesScoresAndPromotions) {
     TablesOff off;
-    if (!loadTables()) GTEST_SKIP() << "no Syzygy tables under " << VIREO_SHARED_DIR << "/syzygy";
+    if (!loadTables()) GTEST_SKIP() << "no Syzygy tables in " << syzygyDir();
     Move m = 0;
     int s = 0;
     // Queen against king: a win, 10000 - dtz.

@@ -1,11 +1,12 @@
 // The search through the real binary, as a GUI drives it: limits, stopping by input, output formats,
 // mates, game-over answers, the hash option and the tablebase answer at the root.
 #include <gtest/gtest.h>
-#include <filesystem>
 #include <regex>
 #include <tbprobe.h>
 #include "tests/engine_process.h"
+#include "tests/scratch_dir.h"
 #include "tests/search_fixture.h"
+#include "tests/shared_data.h"
 
 namespace {
 const std::regex ROOT_INFO(
@@ -52,8 +53,9 @@ void expectWellFormed(const SearchOutput& out) {
     EXPECT_TRUE(std::regex_match(out.lines[out.lines.size() - 2], FINAL_SCORE)) << out.lines[out.lines.size() - 2];
 }
 
-EngineProcess* startEngine() {
-    EngineProcess* engine = new EngineProcess();
+// The engine started in the given working directory (empty: the current one), past its banner.
+EngineProcess* startEngine(const std::string& dir = "") {
+    EngineProcess* engine = new EngineProcess({VIREO_BINARY}, dir);
     engine->skipBanner();
     return engine;
 }
@@ -248,19 +250,17 @@ TEST(SearchE2E, HashOptionAndTableLifetime) {
 }
 
 TEST(SearchE2E, TablebaseAnswerAtTheRoot) {
-    std::string dir = std::string(VIREO_SHARED_DIR) + "/syzygy";
-    if (!std::filesystem::exists(dir + "/KQvK.rtbw")) GTEST_SKIP() << "no Syzygy tables in " << dir;
-    std::unique_ptr<EngineProcess> engine(startEngine());
-    engine->send("setoption name SyzygyPath value " + dir);
+    if (!haveSyzygy()) GTEST_SKIP() << "no Syzygy tables in " << syzygyDir();
+    ScratchDir scratch; // loading the tables appends to "vireo.log" in the engine's working directory
+    std::unique_ptr<EngineProcess> engine(startEngine(scratch.path()));
+    engine->send("setoption name SyzygyPath value " + syzygyDir());
     std::string line;
     ASSERT_TRUE(engine->readLine(line));
     ASSERT_EQ(line.rfind("info debug Initialisation of Syzygy : success", 0), 0u) << line;
 
     const char* fen = "8/8/8/4k3/8/8/8/KQ6 w - - 0 1";
-    ASSERT_TRUE(tb_init(dir.c_str()));
-    struct TablesOff {
-        ~TablesOff() { TB_LARGEST = 0; } // other tests in this process run without tables
-    } off;
+    TablesOff off;
+    ASSERT_TRUE(tb_init(syzygyDir().c_str()));
     setUp(fen);
     const Ply* p = curr_ply;
     unsigned result = tb_probe_root_impl(p->white.pieces[0], p->black.pieces[0], p->white.pieces[KING] | p->black.pieces[KING],

@@ -2,51 +2,13 @@
 // "-analyse=FILE" rows byte for byte, "-score=FILE" lines and summary, the rounding of the
 // reference scores, ignored lines and files that cannot be opened.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 #include <algorithm>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <sstream>
 #include <string>
+#include "tests/scratch_dir.h"
 #include "engine/notation.h"
 
 namespace {
-
-struct ToolRun {
-    int status;
-    std::string out, err;
-};
-
-class ToolDir {
-public:
-    ToolDir() {
-        char name[] = "/tmp/vireo_tools_XXXXXX";
-        if (mkdtemp(name)) dir_ = name;
-    }
-    ~ToolDir() {
-        if (!dir_.empty()) std::filesystem::remove_all(dir_);
-    }
-    void write(const std::string& name, const std::string& text) { std::ofstream(dir_ + "/" + name) << text; }
-    std::string read(const std::string& name) const {
-        std::ifstream in(dir_ + "/" + name);
-        std::stringstream text;
-        text << in.rdbuf();
-        return text.str();
-    }
-    void makeDirectory(const std::string& name) const { std::filesystem::create_directory(dir_ + "/" + name); }
-    bool exists(const std::string& name) const { return std::filesystem::exists(dir_ + "/" + name); }
-    // Runs the engine with one argument in this directory.
-    ToolRun run(const std::string& argument) const {
-        std::string command = "cd '" + dir_ + "' && '" VIREO_BINARY "' '" + argument + "' > stdout.txt 2> stderr.txt";
-        int status = std::system(command.c_str());
-        return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, read("stdout.txt"), read("stderr.txt")};
-    }
-
-private:
-    std::string dir_;
-};
 
 std::string zeros(int n) {
     std::string s;
@@ -59,7 +21,7 @@ const char* const AFTER_E4 = "rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQ
 } // namespace
 
 TEST(TrainingTools, AnalyseWritesFeatureRows) {
-    ToolDir dir;
+    ScratchDir dir;
     dir.write("positions.txt", std::string(START_FEN) + ";0.35\n" + AFTER_E4 + ";-0.25\n" +
                                    "4k3/8/8/r7/8/8/7R/4K3 b - - 0 1;0.1\n" + // rook against rook: class 16
                                    "4k3/8/8/8/3n4/8/4P3/4K3 w - - 0 1 ; 1\n" + // knight against pawn: class -3
@@ -67,7 +29,7 @@ TEST(TrainingTools, AnalyseWritesFeatureRows) {
                                    "7k/5K2/6Q1/8/8/8/P7/8 b - - 0 1;-20\n");    // stalemate: score 0, zeros
     // Stale rows of an earlier run are dropped.
     dir.write("features.csv", "old row\n");
-    ToolRun r = dir.run("-analyse=positions.txt");
+    EngineRun r = dir.run("-analyse=positions.txt");
     EXPECT_EQ(r.status, 0);
     EXPECT_EQ(r.out, "");
     std::istringstream rows(dir.read("features.csv"));
@@ -98,7 +60,7 @@ TEST(TrainingTools, AnalyseWritesFeatureRows) {
 }
 
 TEST(TrainingTools, RoundingAndIgnoredLines) {
-    ToolDir dir;
+    ScratchDir dir;
     dir.write("positions.txt", std::string(START_FEN) + ";0.125\n" + START_FEN + ";-0.125\n" + START_FEN + ";1.005\n" +
                                    START_FEN + ";abc\n" +                           // no number
                                    START_FEN + "\n" +                               // no ";"
@@ -106,7 +68,7 @@ TEST(TrainingTools, RoundingAndIgnoredLines) {
                                    "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBN w KQkq - 0 1;0.3\n" + // bad FEN
                                    START_FEN + ";400\n" +                           // 40000: beyond 16 bits
                                    START_FEN + ";-327.68\n" + START_FEN + ";327.67"); // limits, no final newline
-    ToolRun r = dir.run("-analyse=positions.txt");
+    EngineRun r = dir.run("-analyse=positions.txt");
     EXPECT_EQ(r.status, 0);
     EXPECT_EQ(r.out, "Warning, 5 positions ignored\n");
     EXPECT_EQ(dir.read("features.csv"), zeros(127) + "13\n" + zeros(127) + "-13\n" + zeros(127) + "100\n" +
@@ -114,10 +76,10 @@ TEST(TrainingTools, RoundingAndIgnoredLines) {
 }
 
 TEST(TrainingTools, ScoreComparesWithTheReference) {
-    ToolDir dir;
+    ScratchDir dir;
     // The engine's own scores of two positions, then the same lines with references off by 7 and -3.
     dir.write("probe.txt", std::string(START_FEN) + ";0\n" + AFTER_E4 + ";0\n");
-    ToolRun probe = dir.run("-score=probe.txt");
+    EngineRun probe = dir.run("-score=probe.txt");
     int start_score = 0, e4_score = 0;
     if (probe.out.rfind("delta", 0) == 0) {
         std::istringstream lines(probe.out);
@@ -133,7 +95,7 @@ TEST(TrainingTools, ScoreComparesWithTheReference) {
     std::string e4_line = std::string(AFTER_E4) + ";" + pawns(e4_score - 7) + "\n";
     std::string e4_line2 = std::string(AFTER_E4) + ";" + pawns(e4_score + 3) + "\n";
     dir.write("positions.txt", start_line + e4_line + "garbage\n" + e4_line2);
-    ToolRun r = dir.run("-score=positions.txt");
+    EngineRun r = dir.run("-score=positions.txt");
     EXPECT_EQ(r.status, 0);
     std::string expected = "delta = 7, vireo = " + std::to_string(e4_score) + ", stock = " + std::to_string(e4_score - 7) +
                            " : " + e4_line + "delta = -3, vireo = " + std::to_string(e4_score) +
@@ -150,8 +112,8 @@ TEST(TrainingTools, ScoreComparesWithTheReference) {
 }
 
 TEST(TrainingTools, UnopenableFiles) {
-    ToolDir dir;
-    ToolRun r = dir.run("-score=missing.txt");
+    ScratchDir dir;
+    EngineRun r = dir.run("-score=missing.txt");
     EXPECT_EQ(r.status, 1);
     EXPECT_EQ(r.err, "Cannot open 'missing.txt'\n");
     EXPECT_EQ(r.out, "");
