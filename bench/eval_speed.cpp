@@ -15,10 +15,6 @@
 #include "evaluation/evaluation.h"
 #include "evaluation/features.h"
 
-#ifndef VIREO_SHARED_DIR
-#define VIREO_SHARED_DIR "../shared"
-#endif
-
 namespace {
 double nanosecondsPer(long calls, std::chrono::steady_clock::time_point start) {
     auto elapsed = std::chrono::steady_clock::now() - start;
@@ -50,7 +46,7 @@ int main(int argc, char** argv) {
     fclose(in);
     // The copies' own pointers must lead into the copies.
     for (Ply& p : positions) {
-        bool white = p.player == &curr_ply->white;
+        bool white = whiteToMove(&p);
         p.black.attacks = &p.black_attacks;
         p.white.attacks = &p.white_attacks;
         p.player = white ? &p.white : &p.black;

@@ -16,9 +16,8 @@ run_ms() {
 
 bench() {
     name=$1; fen=$2; depth=$3
-    run_ms "$vireo" "position fen $fen
-perft $depth" >/dev/null
     # Vireo's own report times the count alone.
+    printf 'position fen %s\nperft %d\nquit\n' "$fen" "$depth" | "$vireo" >/tmp/perft_bench.$$ 2>&1
     nodes=$(sed -n 's/^\([0-9]*\) nodes in.*/\1/p' /tmp/perft_bench.$$)
     ms=$(sed -n 's/^[0-9]* nodes in \([0-9]*\) ms.*/\1/p' /tmp/perft_bench.$$)
     sms=$(run_ms "$stockfish" "setoption name Threads value 1
