@@ -16,8 +16,10 @@
 // the run with status 1; the positions written so far stay in the output.
 #include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
 #include <cinttypes>
+#include <climits>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -190,6 +192,33 @@ bool playGame(Process& engine, const Options& options, std::mt19937_64& rng, FIL
     return true;
 }
 
+// Option values are whole numbers and nothing else: atol("abc") would be 0, and --count=abc would
+// "succeed" without writing a position.
+bool parseLong(const char* text, long* out) {
+    char* end = nullptr;
+    errno = 0;
+    long value = strtol(text, &end, 10);
+    if (end == text || *end || errno == ERANGE) return false;
+    *out = value;
+    return true;
+}
+
+bool parseInt(const char* text, int* out) {
+    long value = 0;
+    if (!parseLong(text, &value) || value < INT_MIN || value > INT_MAX) return false;
+    *out = int(value);
+    return true;
+}
+
+bool parseSeed(const char* text, uint64_t* out) {
+    char* end = nullptr;
+    errno = 0;
+    unsigned long long value = strtoull(text, &end, 10);
+    if (end == text || *end || errno == ERANGE) return false;
+    *out = value;
+    return true;
+}
+
 bool parseOptions(int argc, char** argv, Options* options) {
     for (int i = 1; i < argc; i++) {
         const char* arg = argv[i];
@@ -198,15 +227,20 @@ bool parseOptions(int argc, char** argv, Options* options) {
             return strncmp(arg, name, n) == 0 ? arg + n : nullptr;
         };
         const char* v;
-        if ((v = value("--count="))) options->count = atol(v);
-        else if ((v = value("--seed="))) options->seed = strtoull(v, nullptr, 10);
-        else if ((v = value("--depth="))) options->depth = atoi(v);
+        bool number_ok = true;
+        if ((v = value("--count="))) number_ok = parseLong(v, &options->count);
+        else if ((v = value("--seed="))) number_ok = parseSeed(v, &options->seed);
+        else if ((v = value("--depth="))) number_ok = parseInt(v, &options->depth);
         else if ((v = value("--output="))) options->output = v;
         else if ((v = value("--stockfish="))) options->stockfish = v;
-        else if ((v = value("--endgames="))) options->endgames = atoi(v);
-        else if ((v = value("--random-moves="))) options->random_moves = atoi(v);
+        else if ((v = value("--endgames="))) number_ok = parseInt(v, &options->endgames);
+        else if ((v = value("--random-moves="))) number_ok = parseInt(v, &options->random_moves);
         else {
             fprintf(stderr, "Unknown option '%s'\n", arg);
+            return false;
+        }
+        if (!number_ok) {
+            fprintf(stderr, "Bad number in '%s'\n", arg);
             return false;
         }
     }
