@@ -27,13 +27,15 @@ for program in /usr/games/stockfish /usr/games/gnuchessu /usr/games/glaurung; do
     fi
 done
 
-# The match tool needs nothing of the engine, so it is built on its own when the project does not build.
-if [ ! -f "$build/CMakeCache.txt" ]; then
-    cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE=Release >/dev/null
-fi
+# The match tool needs nothing of the engine, so it is compiled on its own when the project does not
+# configure or build. The function runs as a condition, where a failure does not end the script.
+build_match() {
+    [ -f "$build/CMakeCache.txt" ] || cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE=Release || return 1
+    cmake --build "$build" -j2 --target match
+}
 match=$build/match
-if ! cmake --build "$build" -j2 --target match >/dev/null 2>&1; then
-    echo "project build failed; compiling the match tool alone" >&2
+if ! build_match >/dev/null 2>&1; then
+    echo "project configure or build failed; compiling the match tool alone" >&2
     match=$out/match
     g++ -std=c++20 -O2 -pthread "$root/tools/match.cpp" -o "$match"
 fi

@@ -85,6 +85,23 @@ TEST(Match, CommandLine) {
     EXPECT_EQ(parseArguments({"--option1", "Hash"}, bad), "bad option 'Hash' (expected Name=Value)");
     EXPECT_EQ(parseArguments({"--frobnicate", "1"}, bad), "unknown argument '--frobnicate'");
     EXPECT_EQ(parseArguments({"--tc"}, bad), "missing value after --tc");
+
+    // Numbers beyond what the setting can hold are refused, not wrapped: 4294967295 random plies
+    // would become -1 and the opening could never be completed.
+    EXPECT_EQ(parseArguments({"--random-plies", "4294967295"}, bad), "bad number of plies '4294967295'");
+    EXPECT_EQ(parseArguments({"--games", "4294967297"}, bad), "bad number of games '4294967297'");
+    EXPECT_EQ(parseArguments({"--max-plies", "2147483648"}, bad), "bad ply limit '2147483648'");
+    EXPECT_EQ(parseArguments({"--grace", "2147483648"}, bad), "bad grace '2147483648'");
+    EXPECT_EQ(parseArguments({"--seed", "99999999999999999999"}, bad), "bad seed '99999999999999999999'");
+    EXPECT_EQ(parseArguments({"--tolerance", "9223372036854775808"}, bad), "bad tolerance '9223372036854775808'");
+    EXPECT_EQ(parseArguments({"--concurrency", "17"}, bad), "bad concurrency '17' (1 to 16)");
+    MatchConfig largest;
+    EXPECT_EQ(parseArguments({"--engine1", "a", "--engine2", "b", "--max-plies", "2147483647", "--seed",
+                              "9223372036854775807"},
+                             largest),
+              "");
+    EXPECT_EQ(largest.max_plies, 2147483647);
+    EXPECT_EQ(largest.seed, 9223372036854775807u);
 }
 
 TEST(Match, Summary) {
@@ -183,6 +200,57 @@ TEST(Match, RefereeAndSan) {
     stopProcess(referee.process);
 }
 
+// A referee that notes each start in the file $1 and then either answers without a "Checkers:" line
+// (so that check cannot be told), or, for "flaky" from its second start on, is stockfish.
+const char* FAULTY_REFEREE = R"(echo start >> "$1"
+if [ "$2" = flaky ] && [ $(wc -l < "$1") -gt 1 ]; then exec /usr/games/stockfish; fi
+while read -r line; do
+  case "$line" in
+    uci) echo uciok;;
+    isready) echo readyok;;
+    "go perft 1") echo "e2e4: 1"; echo "Nodes searched: 1";;
+    d) echo "Fen: rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1";;
+    quit) exit 0;;
+  esac
+done
+)";
+
+TEST(Match, RefereeIsRestartedOnce) {
+    signal(SIGPIPE, SIG_IGN);  // writing to a referee that died must fail, not end the test process
+    auto dir = std::filesystem::temp_directory_path() / ("vireo_referee_test_" + std::to_string(getpid()));
+    std::filesystem::create_directories(dir);
+    std::string script = (dir / "referee.sh").string();
+    std::ofstream(script) << FAULTY_REFEREE;
+    auto starts = [&](const std::string& log) {
+        std::ifstream in(dir / log);
+        return std::count(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>(), '\n');
+    };
+
+    // The first start is not the restart: a referee that fails its first answer gets one more chance.
+    if (haveStockfish()) {
+        Referee flaky{"/bin/sh " + script + " " + (dir / "flaky.log").string() + " flaky", {}};
+        Position start = queryPosition(flaky, {});
+        EXPECT_EQ(start.legal_moves.size(), 20u);
+        EXPECT_EQ(starts("flaky.log"), 2);
+        stopProcess(flaky.process);
+    }
+
+    // One that never answers usably ends the match after two starts, and none is left running.
+    Referee broken{"/bin/sh " + script + " " + (dir / "broken.log").string() + " broken", {}};
+    try {
+        queryPosition(broken, {});
+        ADD_FAILURE() << "a referee without usable answers was accepted";
+    } catch (const std::runtime_error& error) {
+        EXPECT_EQ(std::string(error.what()), "referee '" + broken.command + "' gives no usable answers");
+    }
+    EXPECT_EQ(starts("broken.log"), 2);
+    EXPECT_LE(broken.process.pid, 0);
+
+    Referee missing{(dir / "no-such-referee").string(), {}};
+    EXPECT_THROW(queryPosition(missing, {}), std::runtime_error);
+    std::filesystem::remove_all(dir);
+}
+
 // A UCI engine in a few lines of shell that plays the given game, or misbehaves as its mode says.
 const char* SCRIPTED_ENGINE = R"(mode=$1; script=$2; n=0
 while read -r line; do
@@ -198,6 +266,7 @@ while read -r line; do
         illegal) echo "bestmove e2e5";;
       esac
       set -- $script; shift $n; echo "info depth 3 score cp 25 pv $1"; echo "bestmove $1";;
+    ucinewgame) [ $mode = newgame-crash ] && exit 3;;
     quit) exit 0;;
   esac
 done
@@ -226,7 +295,6 @@ TEST(Match, GamesEndByRulesAndFaults) {
         config.referee = STOCKFISH;
         Worker worker;
         worker.referee.command = STOCKFISH;
-        worker.engines[1].index = 1;
         GameRecord game = playGame(worker, config, 1, opening, 0);
         for (auto& e : worker.engines) stopEngine(e);
         stopProcess(worker.referee.process);
@@ -281,13 +349,25 @@ TEST(Match, GamesEndByRulesAndFaults) {
         EXPECT_EQ(game.incidents[0].detail, detail) << mode;
     }
 
-    // An engine that dies at start-up loses before a move is played.
+    // An engine that dies at start-up, or on the "ucinewgame" that follows, loses before a move is
+    // played, and its death counts as a crash.
     GameRecord absent = playCommands("/bin/sh -c 'exit 5'", scripted("ok", "e2e4"), {});
     EXPECT_EQ(absent.result, "0-1");
     EXPECT_TRUE(absent.moves.empty());
     ASSERT_EQ(absent.incidents.size(), 1u);
     EXPECT_EQ(absent.incidents[0].engine, 0);
     EXPECT_EQ(absent.incidents[0].fault, Fault::Crash);
+
+    GameRecord dies = play("ok", "newgame-crash", "e2e4");
+    EXPECT_EQ(dies.result, "1-0");
+    EXPECT_EQ(dies.ending, "failed start");
+    EXPECT_TRUE(dies.moves.empty());
+    ASSERT_EQ(dies.incidents.size(), 1u);
+    EXPECT_EQ(dies.incidents[0].engine, 1);
+    EXPECT_EQ(dies.incidents[0].fault, Fault::Crash);
+    // Whether the pipe or the wait for "readyok" notices first is up to the scheduler.
+    EXPECT_EQ(dies.incidents[0].detail.rfind("at game start: crashed ", 0), 0u) << dies.incidents[0].detail;
+    EXPECT_TRUE(dies.incidents[0].detail.ends_with(" (exited with status 3)")) << dies.incidents[0].detail;
     std::filesystem::remove_all(dir);
 }
 

@@ -309,6 +309,26 @@ bool writeWeights(const std::string& name, const Fit fits[COUNTS], long samples,
     return false;
 }
 
+// Option values are whole numbers or finite decimals and nothing else: atof("abc") would be 0, which
+// for --max-rmse silently switches the limit off.
+bool parseLong(const char* text, long* out) {
+    char* end = nullptr;
+    errno = 0;
+    long value = strtol(text, &end, 10);
+    if (end == text || *end || errno == ERANGE) return false;
+    *out = value;
+    return true;
+}
+
+bool parseDouble(const char* text, double* out) {
+    char* end = nullptr;
+    errno = 0;
+    double value = strtod(text, &end);
+    if (end == text || *end || errno == ERANGE || !std::isfinite(value)) return false;
+    *out = value;
+    return true;
+}
+
 bool parseOptions(int argc, char** argv, Options* options) {
     for (int i = 1; i < argc; i++) {
         const char* arg = argv[i];
@@ -317,16 +337,21 @@ bool parseOptions(int argc, char** argv, Options* options) {
             return strncmp(arg, name, n) == 0 ? arg + n : nullptr;
         };
         const char* v;
+        bool number_ok = true;
         if ((v = value("--positions="))) options->positions = v;
         else if ((v = value("--features="))) options->features = v;
         else if ((v = value("--weights="))) options->weights = v;
         else if ((v = value("--heldout="))) options->heldout = v;
-        else if ((v = value("--lambda="))) options->lambda = atof(v);
-        else if ((v = value("--block="))) options->block = atol(v);
-        else if ((v = value("--every="))) options->every = atol(v);
-        else if ((v = value("--max-rmse="))) options->max_rmse = atof(v);
+        else if ((v = value("--lambda="))) number_ok = parseDouble(v, &options->lambda);
+        else if ((v = value("--block="))) number_ok = parseLong(v, &options->block);
+        else if ((v = value("--every="))) number_ok = parseLong(v, &options->every);
+        else if ((v = value("--max-rmse="))) number_ok = parseDouble(v, &options->max_rmse);
         else {
             fprintf(stderr, "Unknown option '%s'\n", arg);
+            return false;
+        }
+        if (!number_ok) {
+            fprintf(stderr, "Bad number in '%s'\n", arg);
             return false;
         }
     }

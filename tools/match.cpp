@@ -9,13 +9,15 @@
 // Only the C++ standard library and POSIX are used, so the tool builds even when the engine does not:
 //   g++ -std=c++20 -O2 -pthread tools/match.cpp -o match
 //
-// Layout of this file: configuration, child processes, engines, referee, board helpers (SAN, draw
-// rules), the game loop, statistics, PGN, the match driver and main().
+// Child processes and the questions put to the referee live in uci_process.h. Layout of this file:
+// configuration, engines, referee, board helpers (SAN, draw rules), the game loop, statistics, PGN,
+// the match driver and main().
 
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
+#include <climits>
 #include <cmath>
 #include <csignal>
 #include <cstdint>
@@ -23,27 +25,22 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
-#include <fcntl.h>
 #include <map>
 #include <mutex>
 #include <optional>
-#include <poll.h>
 #include <random>
 #include <set>
-#include <spawn.h>
 #include <sstream>
 #include <stdexcept>
 #include <string>
-#include <sys/wait.h>
 #include <thread>
-#include <unistd.h>
 #include <vector>
 
-extern char** environ;
+#include "uci_process.h"
 
 namespace vireo_match {
 
-using Clock = std::chrono::steady_clock;
+using namespace vireo_tools;
 
 // ---------------------------------------------------------------------------------------------------
 // Configuration
@@ -79,272 +76,6 @@ struct MatchConfig {
 };
 
 // ---------------------------------------------------------------------------------------------------
-// Child processes
-// ---------------------------------------------------------------------------------------------------
-
-struct Process {
-    pid_t pid = -1;
-    int to_child = -1;
-    int from_child = -1;
-    std::string buffer;  // bytes read but not yet returned as lines
-    bool eof = false;
-    bool reaped = false;
-    int status = 0;      // wait status once reaped
-};
-
-// Every live child is listed here so that an interrupted match does not leave engines behind.
-constexpr int MAX_CHILDREN = 64;
-std::atomic<pid_t> live_children[MAX_CHILDREN];
-
-void registerChild(pid_t pid) {
-    for (auto& slot : live_children) {
-        pid_t empty = 0;
-        if (slot.compare_exchange_strong(empty, pid)) return;
-    }
-}
-
-void unregisterChild(pid_t pid) {
-    for (auto& slot : live_children) {
-        pid_t expected = pid;
-        if (slot.compare_exchange_strong(expected, 0)) return;
-    }
-}
-
-std::atomic<bool> interrupted{false};
-
-// Kills every child's process group and reaps what it can within a second. The workers may be
-// restarting an engine that just died meanwhile, so the list is read again on every round and no
-// call here ever blocks.
-extern "C" void killChildrenAndExit(int signal_number) {
-    interrupted = true;
-    for (int round = 0; round < 100; round++) {
-        bool any = false;
-        for (auto& slot : live_children) {
-            pid_t pid = slot.load();
-            if (pid <= 0) continue;
-            kill(-pid, SIGKILL);
-            if (waitpid(pid, nullptr, WNOHANG) == 0) any = true;  // not dead yet
-            else slot.compare_exchange_strong(pid, 0);
-        }
-        if (!any) break;
-        timespec pause{0, 10 * 1000 * 1000};
-        nanosleep(&pause, nullptr);
-    }
-    _exit(128 + signal_number);
-}
-
-// Splits a command line into words; single and double quotes group words, a backslash escapes.
-std::vector<std::string> splitCommand(const std::string& command) {
-    std::vector<std::string> words;
-    std::string word;
-    bool in_word = false;
-    char quote = 0;
-    for (size_t i = 0; i < command.size(); i++) {
-        char c = command[i];
-        if (quote) {
-            if (c == quote) quote = 0;
-            else if (c == '\\' && quote == '"' && i + 1 < command.size()) word += command[++i];
-            else word += c;
-        } else if (c == '\'' || c == '"') {
-            quote = c;
-            in_word = true;
-        } else if (c == '\\' && i + 1 < command.size()) {
-            word += command[++i];
-            in_word = true;
-        } else if (c == ' ' || c == '\t') {
-            if (in_word) words.push_back(word);
-            word.clear();
-            in_word = false;
-        } else {
-            word += c;
-            in_word = true;
-        }
-    }
-    if (in_word) words.push_back(word);
-    return words;
-}
-
-// Finds the program like a shell would; Debian puts its engines into /usr/games, which root's PATH
-// often lacks, so that is searched last.
-std::string resolveProgram(const std::string& program) {
-    if (program.find('/') != std::string::npos) return program;
-    std::string path = getenv("PATH") ? getenv("PATH") : "/usr/bin:/bin";
-    path += ":/usr/games:/usr/local/games";
-    std::stringstream dirs(path);
-    std::string dir;
-    while (std::getline(dirs, dir, ':')) {
-        if (dir.empty()) continue;
-        std::string candidate = dir + "/" + program;
-        if (access(candidate.c_str(), X_OK) == 0) return candidate;
-    }
-    return program;
-}
-
-// Starts the command with its standard input and output on pipes, in a process group of its own
-// (so that a wrapper script and the engine it runs can be stopped together). Returns false with a
-// reason when the program cannot be started.
-bool startProcess(Process& process, const std::string& command, bool show_stderr, std::string& error) {
-    process = Process();
-    if (interrupted) {
-        error = "interrupted";
-        return false;
-    }
-    std::vector<std::string> words = splitCommand(command);
-    if (words.empty()) {
-        error = "empty command";
-        return false;
-    }
-    std::string program = resolveProgram(words[0]);
-
-    // The program's own directory joins PATH: wrapper scripts such as gnuchessu call their sibling.
-    std::vector<std::string> environment;
-    std::string program_dir = program.substr(0, program.rfind('/'));
-    for (char** e = environ; *e; e++) {
-        if (strncmp(*e, "PATH=", 5) != 0) environment.push_back(*e);
-    }
-    std::string path = getenv("PATH") ? getenv("PATH") : "/usr/bin:/bin";
-    if (!program_dir.empty()) path += ":" + program_dir;
-    environment.push_back("PATH=" + path);
-
-    std::vector<char*> argv, envp;
-    for (auto& w : words) argv.push_back(w.data());
-    argv.push_back(nullptr);
-    for (auto& e : environment) envp.push_back(e.data());
-    envp.push_back(nullptr);
-
-    int in_pipe[2], out_pipe[2];
-    if (pipe2(in_pipe, O_CLOEXEC) != 0) {
-        error = std::string("pipe: ") + strerror(errno);
-        return false;
-    }
-    if (pipe2(out_pipe, O_CLOEXEC) != 0) {
-        error = std::string("pipe: ") + strerror(errno);
-        close(in_pipe[0]);
-        close(in_pipe[1]);
-        return false;
-    }
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, in_pipe[0], 0);
-    posix_spawn_file_actions_adddup2(&actions, out_pipe[1], 1);
-    if (!show_stderr) posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
-    posix_spawnattr_t attributes;
-    posix_spawnattr_init(&attributes);
-    posix_spawnattr_setpgroup(&attributes, 0);
-    sigset_t default_signals;
-    sigemptyset(&default_signals);
-    sigaddset(&default_signals, SIGPIPE);
-    sigaddset(&default_signals, SIGINT);
-    posix_spawnattr_setsigdefault(&attributes, &default_signals);
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGDEF);
-    pid_t pid = -1;
-    int rc = posix_spawn(&pid, program.c_str(), &actions, &attributes, argv.data(), envp.data());
-    posix_spawn_file_actions_destroy(&actions);
-    posix_spawnattr_destroy(&attributes);
-    close(in_pipe[0]);
-    close(out_pipe[1]);
-    if (rc != 0) {
-        error = "cannot start '" + program + "': " + strerror(rc);
-        close(in_pipe[1]);
-        close(out_pipe[0]);
-        return false;
-    }
-    registerChild(pid);
-    process.pid = pid;
-    process.to_child = in_pipe[1];
-    process.from_child = out_pipe[0];
-    return true;
-}
-
-bool writeLine(Process& process, const std::string& line) {
-    if (process.to_child < 0) return false;
-    std::string text = line + "\n";
-    size_t done = 0;
-    while (done < text.size()) {
-        ssize_t n = write(process.to_child, text.data() + done, text.size() - done);
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) return false;  // EPIPE: the child is gone
-        done += size_t(n);
-    }
-    return true;
-}
-
-enum class ReadResult { Line, Timeout, Eof };
-
-// Returns the next line the child wrote, waiting at most until the deadline.
-ReadResult readLine(Process& process, std::string& line, Clock::time_point deadline) {
-    for (;;) {
-        size_t newline = process.buffer.find('\n');
-        if (newline != std::string::npos) {
-            line = process.buffer.substr(0, newline);
-            process.buffer.erase(0, newline + 1);
-            if (!line.empty() && line.back() == '\r') line.pop_back();
-            return ReadResult::Line;
-        }
-        if (process.eof || process.from_child < 0) return ReadResult::Eof;
-        auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();
-        if (left < 0) return ReadResult::Timeout;
-        pollfd descriptor{process.from_child, POLLIN, 0};
-        int ready = poll(&descriptor, 1, int(std::min<int64_t>(left + 1, 1000)));
-        if (ready < 0 && errno != EINTR) return ReadResult::Eof;
-        if (ready <= 0) continue;
-        char chunk[4096];
-        ssize_t n = read(process.from_child, chunk, sizeof chunk);
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) {
-            process.eof = true;  // a last line without its newline still counts
-            if (!process.buffer.empty()) process.buffer += '\n';
-            continue;
-        }
-        process.buffer.append(chunk, size_t(n));
-    }
-}
-
-bool waitForExit(Process& process, int64_t wait_ms) {
-    if (process.reaped) return true;
-    auto deadline = Clock::now() + std::chrono::milliseconds(wait_ms);
-    for (;;) {
-        siginfo_t info{};
-        // WNOWAIT leaves the zombie in place, so its pid (and group id) cannot be reused before
-        // the group has been cleaned up in stopProcess.
-        if (waitid(P_PID, id_t(process.pid), &info, WEXITED | WNOHANG | WNOWAIT) == 0 && info.si_pid == process.pid)
-            return true;
-        if (Clock::now() >= deadline) return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-}
-
-// Asks the child to quit, gives it a moment, then kills its whole process group.
-void stopProcess(Process& process, const std::string& quit_line = "quit", int64_t wait_ms = 500) {
-    if (process.pid <= 0) return;
-    if (!process.reaped) {
-        if (!quit_line.empty() && !process.eof) writeLine(process, quit_line);
-        if (process.to_child >= 0) close(process.to_child);
-        process.to_child = -1;
-        if (!waitForExit(process, wait_ms)) kill(-process.pid, SIGKILL);
-        waitForExit(process, 2000);
-        kill(-process.pid, SIGKILL);  // helpers the engine may have left running
-        waitpid(process.pid, &process.status, 0);
-        process.reaped = true;
-    }
-    unregisterChild(process.pid);
-    if (process.to_child >= 0) close(process.to_child);
-    if (process.from_child >= 0) close(process.from_child);
-    process.to_child = process.from_child = -1;
-    process.pid = -1;
-}
-
-// Describes how a child that closed its output ended (waits briefly for it to finish dying).
-std::string exitDescription(Process& process) {
-    if (process.pid <= 0) return "not running";
-    if (!waitForExit(process, 300)) return "closed its output but is still running";
-    siginfo_t info{};
-    waitid(P_PID, id_t(process.pid), &info, WEXITED | WNOHANG | WNOWAIT);
-    if (info.si_code == CLD_EXITED) return "exited with status " + std::to_string(info.si_status);
-    return std::string("killed by signal ") + std::to_string(info.si_status) + " (" + strsignal(info.si_status) + ")";
-}
-
-// ---------------------------------------------------------------------------------------------------
 // UCI traffic log (optional, shared by all games)
 // ---------------------------------------------------------------------------------------------------
 
@@ -365,11 +96,11 @@ void logTraffic(int game, const std::string& who, const char* direction, const s
 // ---------------------------------------------------------------------------------------------------
 
 struct Engine {
-    int index = 0;  // 0 for engine 1, 1 for engine 2
+    explicit Engine(int index) : index(index) {}  // no default: the index picks the engine's configuration
+    int index;  // 0 for engine 1, 1 for engine 2
     Process process;
     std::string name;
     std::set<std::string> advertised_options;
-    bool running = false;
 };
 
 // Missing options are reported once per engine, not at every restart.
@@ -417,6 +148,14 @@ bool expectLine(Engine& engine, int game, const std::string& word, int64_t timeo
     }
 }
 
+// Stops an engine that failed to get ready; crashed tells whether the process died (rather than
+// misbehaved). A write that failed leaves no error text, only a dead child behind the pipe.
+void stopFailedEngine(Engine& engine, const std::string& when, std::string& error, bool& crashed) {
+    if (error.empty()) error = "crashed " + when + " (" + exitDescription(engine.process) + ")";
+    crashed = engine.process.eof || error.find("crashed") != std::string::npos;
+    stopProcess(engine.process);
+}
+
 // Starts the engine and brings it to "readyok" with the configured options. On failure the engine is
 // left stopped and the error says why; crashed tells whether the process died (rather than misbehaved).
 bool startEngine(Engine& engine, const MatchConfig& config, int game, std::string& error, bool& crashed) {
@@ -442,32 +181,21 @@ bool startEngine(Engine& engine, const MatchConfig& config, int game, std::strin
         ok = ok && sendToEngine(engine, game, "isready") && expectLine(engine, game, "readyok", config.startup_ms, error);
     }
     if (!ok) {
-        if (error.empty()) error = "crashed during start-up (" + exitDescription(engine.process) + ")";
-        crashed = engine.process.eof || error.find("crashed") != std::string::npos;
-        stopProcess(engine.process);
-        engine.running = false;
+        stopFailedEngine(engine, "during start-up", error, crashed);
         return false;
     }
     if (engine.name.empty()) engine.name = ec.command;
     if (!ec.name.empty()) engine.name = ec.name;
-    engine.running = true;
     return true;
 }
 
 void stopEngine(Engine& engine) {
-    if (engine.process.pid > 0) stopProcess(engine.process);
-    engine.running = false;
+    stopProcess(engine.process);
 }
 
 // ---------------------------------------------------------------------------------------------------
 // Referee: a stockfish process that knows the rules
 // ---------------------------------------------------------------------------------------------------
-
-struct Position {
-    std::vector<std::string> legal_moves;
-    std::string fen;
-    bool in_check = false;
-};
 
 struct Referee {
     std::string command;
@@ -483,48 +211,14 @@ std::string positionCommand(const std::vector<std::string>& moves) {
     return text;
 }
 
-bool isCoordinateMove(const std::string& text) {
-    if (text.size() != 4 && text.size() != 5) return false;
-    if (text[0] < 'a' || text[0] > 'h' || text[2] < 'a' || text[2] > 'h') return false;
-    if (text[1] < '1' || text[1] > '8' || text[3] < '1' || text[3] > '8') return false;
-    return text.size() == 4 || std::string("qrbn").find(text[4]) != std::string::npos;
-}
-
-bool queryOnce(Referee& referee, const std::vector<std::string>& moves, Position& position) {
-    Process& p = referee.process;
-    auto deadline = Clock::now() + std::chrono::seconds(10);
-    position = Position();
-    // "go perft" runs on stockfish's search thread, so its answer is awaited before "d" is sent.
-    if (!writeLine(p, positionCommand(moves)) || !writeLine(p, "go perft 1")) return false;
-    std::string line;
-    for (;;) {
-        if (readLine(p, line, deadline) != ReadResult::Line) return false;
-        if (line.rfind("Nodes searched:", 0) == 0) break;
-        size_t colon = line.find(": ");
-        if (colon != std::string::npos && isCoordinateMove(line.substr(0, colon)))
-            position.legal_moves.push_back(line.substr(0, colon));
-    }
-    if (!writeLine(p, "d") || !writeLine(p, "isready")) return false;
-    bool have_checkers = false;
-    for (;;) {
-        if (readLine(p, line, deadline) != ReadResult::Line) return false;
-        if (line == "readyok") break;
-        if (line.rfind("Fen: ", 0) == 0) position.fen = line.substr(5);
-        if (line.rfind("Checkers:", 0) == 0) {
-            have_checkers = true;
-            position.in_check = line.find_first_not_of(' ', 9) != std::string::npos;
-        }
-    }
-    return !position.fen.empty() && have_checkers;
-}
-
 bool startReferee(Referee& referee, std::string& error) {
     if (!startProcess(referee.process, referee.command, false, error)) return false;
     if (!writeLine(referee.process, "uci")) {
         error = "referee does not accept input";
+        stopProcess(referee.process);
         return false;
     }
-    auto deadline = Clock::now() + std::chrono::seconds(10);
+    auto deadline = Clock::now() + ANSWER_TIME;
     std::string line;
     while (readLine(referee.process, line, deadline) == ReadResult::Line)
         if (line == "uciok") return true;
@@ -533,30 +227,22 @@ bool startReferee(Referee& referee, std::string& error) {
     return false;
 }
 
-// Asks the referee about the position after the moves; a referee that fails is restarted once,
-// after that the match cannot go on.
+// Asks the referee about the position after the moves. A referee that is not running is started; one
+// that gives no usable answer is restarted once, after that the match cannot go on.
 Position queryPosition(Referee& referee, const std::vector<std::string>& moves) {
     Position position;
-    for (int attempt = 0; attempt < 2; attempt++) {
-        if (referee.process.pid > 0 && queryOnce(referee, moves, position)) return position;
-        stopProcess(referee.process);
+    for (int attempt = 0;; attempt++) {
         std::string error;
-        if (!startReferee(referee, error)) throw std::runtime_error("referee: " + error);
+        if (referee.process.pid <= 0 && !startReferee(referee, error)) throw std::runtime_error("referee: " + error);
+        if (queryStockfish(referee.process, positionCommand(moves), position)) return position;
+        stopProcess(referee.process);
+        if (attempt == 1) throw std::runtime_error("referee '" + referee.command + "' gives no usable answers");
     }
-    throw std::runtime_error("referee '" + referee.command + "' gives no usable answers");
 }
 
 // ---------------------------------------------------------------------------------------------------
 // Board helpers on FEN text: draw rules and SAN for the PGN
 // ---------------------------------------------------------------------------------------------------
-
-std::vector<std::string> splitWords(const std::string& text) {
-    std::vector<std::string> words;
-    std::istringstream in(text);
-    std::string w;
-    while (in >> w) words.push_back(w);
-    return words;
-}
 
 // Piece letters by square, a1 = 0 ... h8 = 63; '.' for empty.
 std::string boardFromFen(const std::string& fen) {
@@ -583,11 +269,6 @@ std::string repetitionKey(const std::string& fen) {
     std::string key;
     for (size_t i = 0; i < words.size() && i < 4; i++) key += words[i] + " ";
     return key;
-}
-
-int halfmoveClock(const std::string& fen) {
-    auto words = splitWords(fen);
-    return words.size() > 4 ? atoi(words[4].c_str()) : 0;
 }
 
 // Positions where neither side can ever mate: bare kings, a lone minor piece, or bishops that all
@@ -694,7 +375,7 @@ struct GameRecord {
 
 // Resources of one game slot: a pair of engines and a referee, reused from game to game.
 struct Worker {
-    Engine engines[2];
+    Engine engines[2] = {Engine(0), Engine(1)};
     Referee referee;
 };
 
@@ -812,19 +493,24 @@ std::string formatScore(const EngineAnswer& answer) {
     return std::string(text) + "/" + std::to_string(answer.depth) + " ";
 }
 
+// Tells a running engine that a new game begins and waits until it is ready for it. On failure the
+// engine is stopped, and crashed tells whether it died, as after a failed start.
+bool startNewGame(Engine& engine, const MatchConfig& config, int game, std::string& error, bool& crashed) {
+    crashed = false;
+    if (sendToEngine(engine, game, "ucinewgame") && sendToEngine(engine, game, "isready") &&
+        expectLine(engine, game, "readyok", config.startup_ms, error))
+        return true;
+    stopFailedEngine(engine, "at \"ucinewgame\"", error, crashed);
+    return false;
+}
+
 // Brings an engine to a fresh game; a stopped engine is restarted first.
 bool prepareEngine(Engine& engine, const MatchConfig& config, int game, std::string& error, bool& crashed) {
-    crashed = false;
-    if (engine.running) {
-        if (sendToEngine(engine, game, "ucinewgame") && sendToEngine(engine, game, "isready") &&
-            expectLine(engine, game, "readyok", config.startup_ms, error))
-            return true;
-        stopEngine(engine);  // it misbehaves: try once more from scratch
-        error.clear();
+    if (engine.process.pid > 0) {
+        if (startNewGame(engine, config, game, error, crashed)) return true;
+        error.clear();  // it misbehaves: try once more from scratch
     }
-    if (!startEngine(engine, config, game, error, crashed)) return false;
-    return sendToEngine(engine, game, "ucinewgame") && sendToEngine(engine, game, "isready") &&
-           expectLine(engine, game, "readyok", config.startup_ms, error);
+    return startEngine(engine, config, game, error, crashed) && startNewGame(engine, config, game, error, crashed);
 }
 
 // Plays one game from the opening moves; white is the index of the engine playing White.
@@ -897,50 +583,49 @@ GameRecord playGame(Worker& worker, const MatchConfig& config, int number, const
         if (game.moves.size() < opening.size()) {
             move = opening[game.moves.size()];
             comment = "book";
-            if (std::find(position.legal_moves.begin(), position.legal_moves.end(), move) == position.legal_moves.end())
+            if (!isLegal(position, move))
                 throw std::runtime_error("opening move " + move + " is illegal in " + position.fen);
         } else {
             Engine& engine = worker.engines[mover];
             EngineAnswer answer = askMove(engine, number, game.moves, clock_us, white_to_move, white, config);
+            std::string at_ply = " at ply " + std::to_string(game.moves.size() + 1);
+            // The mover loses the game by its fault; the caller leaves the game loop.
+            auto forfeit = [&](Fault fault, const std::string& detail, const std::string& ending,
+                               const std::string& reason, const std::string& termination) {
+                game.incidents.push_back({number, mover, fault, detail + at_ply});
+                lose(game, mover, ending, reason, termination);
+            };
             if (answer.kind == EngineAnswer::Crash) {
                 std::string how = exitDescription(engine.process);
-                game.incidents.push_back({number, mover, Fault::Crash, how + " at ply " + std::to_string(game.moves.size() + 1)});
                 stopEngine(engine);
-                lose(game, mover, "crash", game.names[mover] + " crashed (" + how + ")", "rules infraction");
+                forfeit(Fault::Crash, how, "crash", game.names[mover] + " crashed (" + how + ")", "rules infraction");
                 break;
             }
             if (answer.kind == EngineAnswer::Hang) {
-                game.incidents.push_back({number, mover, Fault::TimeLoss,
-                    "no bestmove within clock + " + std::to_string(config.grace_ms) + " ms (hung, restarted) at ply " +
-                        std::to_string(game.moves.size() + 1)});
                 stopEngine(engine);
-                lose(game, mover, "time loss", side + " loses on time (no bestmove)", "time forfeit");
+                forfeit(Fault::TimeLoss,
+                        "no bestmove within clock + " + std::to_string(config.grace_ms) + " ms (hung, restarted)",
+                        "time loss", side + " loses on time (no bestmove)", "time forfeit");
                 break;
             }
             if (answer.kind == EngineAnswer::Garbage) {
-                game.incidents.push_back({number, mover, Fault::Protocol,
-                    "\"" + answer.text + "\" at ply " + std::to_string(game.moves.size() + 1)});
-                lose(game, mover, "protocol error", side + " sends a malformed bestmove", "rules infraction");
+                forfeit(Fault::Protocol, "\"" + answer.text + "\"", "protocol error", side + " sends a malformed bestmove",
+                        "rules infraction");
                 break;
             }
             // A flag that fell counts before the move's legality: the move came too late to be played.
             int64_t over_ms = (answer.elapsed_us - clock_us[mover]) / 1000;
+            std::string late = "late by " + std::to_string(over_ms) + " ms";
             if (over_ms > config.tolerance_ms) {
-                game.incidents.push_back({number, mover, Fault::TimeLoss,
-                    "late by " + std::to_string(over_ms) + " ms at ply " + std::to_string(game.moves.size() + 1)});
-                lose(game, mover, "time loss", side + " loses on time", "time forfeit");
+                forfeit(Fault::TimeLoss, late, "time loss", side + " loses on time", "time forfeit");
                 break;
             }
-            if (std::find(position.legal_moves.begin(), position.legal_moves.end(), answer.move) == position.legal_moves.end()) {
-                game.incidents.push_back({number, mover, Fault::Illegal,
-                    answer.move + " in " + position.fen + " at ply " + std::to_string(game.moves.size() + 1)});
-                lose(game, mover, "illegal move", side + " makes an illegal move: " + answer.move, "rules infraction");
+            if (!isLegal(position, answer.move)) {
+                forfeit(Fault::Illegal, answer.move + " in " + position.fen, "illegal move",
+                        side + " makes an illegal move: " + answer.move, "rules infraction");
                 break;
             }
-            if (answer.elapsed_us > clock_us[mover]) {
-                game.incidents.push_back({number, mover, Fault::Late,
-                    "late by " + std::to_string(over_ms) + " ms at ply " + std::to_string(game.moves.size() + 1)});
-            }
+            if (answer.elapsed_us > clock_us[mover]) game.incidents.push_back({number, mover, Fault::Late, late + at_ply});
             clock_us[mover] = std::max<int64_t>(0, clock_us[mover] - answer.elapsed_us) + config.increment_ms * 1000;
             move = answer.move;
             char seconds[32];
@@ -1091,7 +776,7 @@ std::vector<std::vector<std::string>> readOpenings(const std::string& path, Refe
         bool ok = true;
         for (auto& m : moves) {
             Position p = queryPosition(referee, played);
-            if (std::find(p.legal_moves.begin(), p.legal_moves.end(), m) == p.legal_moves.end()) {
+            if (!isLegal(p, m)) {
                 fprintf(stderr, "warning: %s:%d: move %s is illegal, line skipped\n", path.c_str(), line_number, m.c_str());
                 ok = false;
                 break;
@@ -1199,11 +884,9 @@ MatchResult runMatch(const MatchConfig& config) {
     std::atomic<int> next_game{0};
     std::mutex result_mutex;
     std::string fatal_error;
-    int finished = 0;
     auto work = [&]() {
         Worker worker;
         worker.referee.command = config.referee;
-        for (int e = 0; e < 2; e++) worker.engines[e].index = e;
         try {
             for (;;) {
                 int index = next_game.fetch_add(1);
@@ -1222,10 +905,9 @@ MatchResult runMatch(const MatchConfig& config) {
                 else match.draws++;
                 for (int e = 0; e < 2; e++)
                     if (match.names[e].empty() && !game.names[e].empty()) match.names[e] = game.names[e];
-                finished++;
                 if (!config.quiet) {
-                    printf("%s   [%d/%d: W %d D %d L %d]\n", describeGame(game).c_str(), finished, config.games,
-                           match.wins, match.draws, match.losses);
+                    printf("%s   [%d/%d: W %d D %d L %d]\n", describeGame(game).c_str(),
+                           match.wins + match.draws + match.losses, config.games, match.wins, match.draws, match.losses);
                     for (auto& i : game.incidents)
                         printf("  %s by engine%d: %s\n", faultName(i.fault), i.engine + 1, i.detail.c_str());
                     fflush(stdout);
@@ -1315,10 +997,13 @@ std::string parseArguments(const std::vector<std::string>& args, MatchConfig& co
         }
         if (i + 1 >= args.size()) return "missing value after " + a;
         const std::string& v = args[++i];
-        auto number = [&](long long low, long long& out) {
+        // A whole number from low to high. Beyond high a value would wrap when stored (an int field)
+        // or overflow the clock arithmetic; strtoll itself clamps what it cannot hold and says ERANGE.
+        auto number = [&](long long low, long long high, long long& out) {
             char* end = nullptr;
+            errno = 0;
             out = strtoll(v.c_str(), &end, 10);
-            return *v.c_str() && *end == 0 && out >= low;
+            return *v.c_str() && *end == 0 && errno != ERANGE && out >= low && out <= high;
         };
         long long n = 0;
         if (a == "--engine1") config.engines[0].command = v;
@@ -1333,25 +1018,25 @@ std::string parseArguments(const std::vector<std::string>& args, MatchConfig& co
             if (!parseTimeControl(v, config.base_ms, config.increment_ms)) return "bad time control '" + v + "'";
             config.tc_text = v;
         } else if (a == "--games") {
-            if (!number(1, n)) return "bad number of games '" + v + "'";
+            if (!number(1, INT_MAX, n)) return "bad number of games '" + v + "'";
             config.games = int(n);
         } else if (a == "--random-plies") {
-            if (!number(0, n)) return "bad number of plies '" + v + "'";
+            if (!number(0, INT_MAX, n)) return "bad number of plies '" + v + "'";
             config.random_plies = int(n);
         } else if (a == "--seed") {
-            if (!number(0, n)) return "bad seed '" + v + "'";
+            if (!number(0, LLONG_MAX, n)) return "bad seed '" + v + "'";
             config.seed = uint64_t(n);
         } else if (a == "--concurrency") {
-            if (!number(1, n) || n > 16) return "bad concurrency '" + v + "' (1 to 16)";
+            if (!number(1, 16, n)) return "bad concurrency '" + v + "' (1 to 16)";
             config.concurrency = int(n);
         } else if (a == "--max-plies") {
-            if (!number(0, n)) return "bad ply limit '" + v + "'";
+            if (!number(0, INT_MAX, n)) return "bad ply limit '" + v + "'";
             config.max_plies = int(n);
         } else if (a == "--tolerance") {
-            if (!number(0, n)) return "bad tolerance '" + v + "'";
+            if (!number(0, LLONG_MAX, n)) return "bad tolerance '" + v + "'";
             config.tolerance_ms = n;
         } else if (a == "--grace") {
-            if (!number(0, n)) return "bad grace '" + v + "'";
+            if (!number(0, INT_MAX, n)) return "bad grace '" + v + "'";
             config.grace_ms = n;
         } else if (a == "--resign") {
             int cp = 0, moves = 0;
@@ -1392,8 +1077,7 @@ int runFromCommandLine(int argc, char** argv) {
     }
     // A command that cannot even start is a mistake on the command line, not a lost game.
     for (int e = 0; e < 2; e++) {
-        Engine probe;
-        probe.index = e;
+        Engine probe(e);
         bool crashed = false;
         if (!startEngine(probe, config, 0, error, crashed)) {
             fprintf(stderr, "match: engine%d (%s): %s\n", e + 1, config.engines[e].command.c_str(), error.c_str());

@@ -1,0 +1,376 @@
+// Child processes that speak UCI over pipes, and the questions the tools ask stockfish about a
+// position (its legal moves, FEN, key and checkers). Shared by the match tool and generate_data, so
+// that both read with deadlines and neither can be stalled by a child that stops answering.
+//
+// Only the C++ standard library and POSIX are used: the match tool must build without the engine.
+#pragma once
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <fcntl.h>
+#include <poll.h>
+#include <spawn.h>
+#include <sstream>
+#include <string>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+extern char** environ;
+
+namespace vireo_tools {
+
+using Clock = std::chrono::steady_clock;
+
+// How long stockfish may take to answer a question about a position; it needs milliseconds.
+constexpr std::chrono::seconds ANSWER_TIME{10};
+
+struct Process {
+    pid_t pid = -1;
+    int to_child = -1;
+    int from_child = -1;
+    std::string buffer;  // bytes read but not yet returned as lines
+    bool eof = false;
+};
+
+// Every live child is listed here so that an interrupted program does not leave engines behind.
+constexpr int MAX_CHILDREN = 64;
+inline std::atomic<pid_t> live_children[MAX_CHILDREN];
+
+inline void registerChild(pid_t pid) {
+    for (auto& slot : live_children) {
+        pid_t empty = 0;
+        if (slot.compare_exchange_strong(empty, pid)) return;
+    }
+}
+
+inline void unregisterChild(pid_t pid) {
+    for (auto& slot : live_children) {
+        pid_t expected = pid;
+        if (slot.compare_exchange_strong(expected, 0)) return;
+    }
+}
+
+inline std::atomic<bool> interrupted{false};
+
+// Signal handler: kills every child's process group and reaps what it can within a second. Other
+// threads may be restarting a child that just died meanwhile, so the list is read again on every
+// round and no call here ever blocks.
+extern "C" inline void killChildrenAndExit(int signal_number) {
+    interrupted = true;
+    for (int round = 0; round < 100; round++) {
+        bool any = false;
+        for (auto& slot : live_children) {
+            pid_t pid = slot.load();
+            if (pid <= 0) continue;
+            kill(-pid, SIGKILL);
+            if (waitpid(pid, nullptr, WNOHANG) == 0) any = true;  // not dead yet
+            else slot.compare_exchange_strong(pid, 0);
+        }
+        if (!any) break;
+        timespec pause{0, 10 * 1000 * 1000};
+        nanosleep(&pause, nullptr);
+    }
+    _exit(128 + signal_number);
+}
+
+// Splits a command line into words; single and double quotes group words, a backslash escapes.
+inline std::vector<std::string> splitCommand(const std::string& command) {
+    std::vector<std::string> words;
+    std::string word;
+    bool in_word = false;
+    char quote = 0;
+    for (size_t i = 0; i < command.size(); i++) {
+        char c = command[i];
+        if (quote) {
+            if (c == quote) quote = 0;
+            else if (c == '\\' && quote == '"' && i + 1 < command.size()) word += command[++i];
+            else word += c;
+        } else if (c == '\'' || c == '"') {
+            quote = c;
+            in_word = true;
+        } else if (c == '\\' && i + 1 < command.size()) {
+            word += command[++i];
+            in_word = true;
+        } else if (c == ' ' || c == '\t') {
+            if (in_word) words.push_back(word);
+            word.clear();
+            in_word = false;
+        } else {
+            word += c;
+            in_word = true;
+        }
+    }
+    if (in_word) words.push_back(word);
+    return words;
+}
+
+// Finds the program like a shell would; Debian puts its engines into /usr/games, which root's PATH
+// often lacks, so that is searched last.
+inline std::string resolveProgram(const std::string& program) {
+    if (program.find('/') != std::string::npos) return program;
+    std::string path = getenv("PATH") ? getenv("PATH") : "/usr/bin:/bin";
+    path += ":/usr/games:/usr/local/games";
+    std::stringstream dirs(path);
+    std::string dir;
+    while (std::getline(dirs, dir, ':')) {
+        if (dir.empty()) continue;
+        std::string candidate = dir + "/" + program;
+        if (access(candidate.c_str(), X_OK) == 0) return candidate;
+    }
+    return program;
+}
+
+// Starts the program (the first word) with its standard input and output on pipes, in a process
+// group of its own (so that a wrapper script and the engine it runs can be stopped together).
+// Returns false with a reason when the program cannot be started.
+inline bool startProcess(Process& process, std::vector<std::string> words, bool show_stderr, std::string& error) {
+    process = Process();
+    if (interrupted) {
+        error = "interrupted";
+        return false;
+    }
+    if (words.empty()) {
+        error = "empty command";
+        return false;
+    }
+    std::string program = resolveProgram(words[0]);
+
+    // The program's own directory joins PATH: wrapper scripts such as gnuchessu call their sibling.
+    std::vector<std::string> environment;
+    std::string program_dir = program.substr(0, program.rfind('/'));
+    for (char** e = environ; *e; e++) {
+        if (strncmp(*e, "PATH=", 5) != 0) environment.push_back(*e);
+    }
+    std::string path = getenv("PATH") ? getenv("PATH") : "/usr/bin:/bin";
+    if (!program_dir.empty()) path += ":" + program_dir;
+    environment.push_back("PATH=" + path);
+
+    std::vector<char*> argv, envp;
+    for (auto& w : words) argv.push_back(w.data());
+    argv.push_back(nullptr);
+    for (auto& e : environment) envp.push_back(e.data());
+    envp.push_back(nullptr);
+
+    int in_pipe[2], out_pipe[2];
+    if (pipe2(in_pipe, O_CLOEXEC) != 0) {
+        error = std::string("pipe: ") + strerror(errno);
+        return false;
+    }
+    if (pipe2(out_pipe, O_CLOEXEC) != 0) {
+        error = std::string("pipe: ") + strerror(errno);
+        close(in_pipe[0]);
+        close(in_pipe[1]);
+        return false;
+    }
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, in_pipe[0], 0);
+    posix_spawn_file_actions_adddup2(&actions, out_pipe[1], 1);
+    if (!show_stderr) posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    posix_spawnattr_setpgroup(&attributes, 0);
+    sigset_t default_signals;
+    sigemptyset(&default_signals);
+    sigaddset(&default_signals, SIGPIPE);
+    sigaddset(&default_signals, SIGINT);
+    posix_spawnattr_setsigdefault(&attributes, &default_signals);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGDEF);
+    pid_t pid = -1;
+    int rc = posix_spawn(&pid, program.c_str(), &actions, &attributes, argv.data(), envp.data());
+    posix_spawn_file_actions_destroy(&actions);
+    posix_spawnattr_destroy(&attributes);
+    close(in_pipe[0]);
+    close(out_pipe[1]);
+    if (rc != 0) {
+        error = "cannot start '" + program + "': " + strerror(rc);
+        close(in_pipe[1]);
+        close(out_pipe[0]);
+        return false;
+    }
+    registerChild(pid);
+    process.pid = pid;
+    process.to_child = in_pipe[1];
+    process.from_child = out_pipe[0];
+    return true;
+}
+
+// The same for a command line, split into words as splitCommand does.
+inline bool startProcess(Process& process, const std::string& command, bool show_stderr, std::string& error) {
+    return startProcess(process, splitCommand(command), show_stderr, error);
+}
+
+inline bool writeLine(Process& process, const std::string& line) {
+    if (process.to_child < 0) return false;
+    std::string text = line + "\n";
+    size_t done = 0;
+    while (done < text.size()) {
+        ssize_t n = write(process.to_child, text.data() + done, text.size() - done);
+        if (n < 0 && errno == EINTR) continue;
+        if (n <= 0) return false;  // EPIPE: the child is gone
+        done += size_t(n);
+    }
+    return true;
+}
+
+enum class ReadResult { Line, Timeout, Eof };
+
+// Returns the next line the child wrote, waiting at most until the deadline.
+inline ReadResult readLine(Process& process, std::string& line, Clock::time_point deadline) {
+    for (;;) {
+        size_t newline = process.buffer.find('\n');
+        if (newline != std::string::npos) {
+            line = process.buffer.substr(0, newline);
+            process.buffer.erase(0, newline + 1);
+            if (!line.empty() && line.back() == '\r') line.pop_back();
+            return ReadResult::Line;
+        }
+        if (process.eof || process.from_child < 0) return ReadResult::Eof;
+        auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();
+        if (left < 0) return ReadResult::Timeout;
+        pollfd descriptor{process.from_child, POLLIN, 0};
+        int ready = poll(&descriptor, 1, int(std::min<int64_t>(left + 1, 1000)));
+        if (ready < 0 && errno != EINTR) return ReadResult::Eof;
+        if (ready <= 0) continue;
+        char chunk[4096];
+        ssize_t n = read(process.from_child, chunk, sizeof chunk);
+        if (n < 0 && errno == EINTR) continue;
+        if (n <= 0) {
+            process.eof = true;  // a last line without its newline still counts
+            if (!process.buffer.empty()) process.buffer += '\n';
+            continue;
+        }
+        process.buffer.append(chunk, size_t(n));
+    }
+}
+
+inline bool waitForExit(Process& process, int64_t wait_ms) {
+    auto deadline = Clock::now() + std::chrono::milliseconds(wait_ms);
+    for (;;) {
+        siginfo_t info{};
+        // WNOWAIT leaves the zombie in place, so its pid (and group id) cannot be reused before
+        // the group has been cleaned up in stopProcess.
+        if (waitid(P_PID, id_t(process.pid), &info, WEXITED | WNOHANG | WNOWAIT) == 0 && info.si_pid == process.pid)
+            return true;
+        if (Clock::now() >= deadline) return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+}
+
+// Asks the child to quit, gives it a moment, then kills its whole process group.
+inline void stopProcess(Process& process, const std::string& quit_line = "quit", int64_t wait_ms = 500) {
+    if (process.pid <= 0) return;
+    if (!quit_line.empty() && !process.eof) writeLine(process, quit_line);
+    if (process.to_child >= 0) close(process.to_child);
+    process.to_child = -1;
+    if (!waitForExit(process, wait_ms)) kill(-process.pid, SIGKILL);
+    waitForExit(process, 2000);
+    kill(-process.pid, SIGKILL);  // helpers the engine may have left running
+    waitpid(process.pid, nullptr, 0);
+    unregisterChild(process.pid);
+    if (process.from_child >= 0) close(process.from_child);
+    process.from_child = -1;
+    process.pid = -1;
+}
+
+// Describes how a child that closed its output ended (waits briefly for it to finish dying).
+inline std::string exitDescription(Process& process) {
+    if (process.pid <= 0) return "not running";
+    if (!waitForExit(process, 300)) return "closed its output but is still running";
+    siginfo_t info{};
+    waitid(P_PID, id_t(process.pid), &info, WEXITED | WNOHANG | WNOWAIT);
+    if (info.si_code == CLD_EXITED) return "exited with status " + std::to_string(info.si_status);
+    return std::string("killed by signal ") + std::to_string(info.si_status) + " (" + strsignal(info.si_status) + ")";
+}
+
+// ---------------------------------------------------------------------------------------------------
+// Asking stockfish about a position
+// ---------------------------------------------------------------------------------------------------
+
+inline std::vector<std::string> splitWords(const std::string& text) {
+    std::vector<std::string> words;
+    std::istringstream in(text);
+    std::string w;
+    while (in >> w) words.push_back(w);
+    return words;
+}
+
+// The fifth field of a FEN, 0 when it is missing.
+inline int halfmoveClock(const std::string& fen) {
+    auto words = splitWords(fen);
+    return words.size() > 4 ? atoi(words[4].c_str()) : 0;
+}
+
+inline bool isCoordinateMove(const std::string& text) {
+    if (text.size() != 4 && text.size() != 5) return false;
+    if (text[0] < 'a' || text[0] > 'h' || text[2] < 'a' || text[2] > 'h') return false;
+    if (text[1] < '1' || text[1] > '8' || text[3] < '1' || text[3] > '8') return false;
+    return text.size() == 4 || std::string("qrbn").find(text[4]) != std::string::npos;
+}
+
+struct Position {
+    std::vector<std::string> legal_moves;
+    std::string fen;
+    std::string key;  // stockfish's hash key: equal keys, equal positions for repetition
+    bool in_check = false;
+};
+
+inline bool isLegal(const Position& position, const std::string& move) {
+    return std::find(position.legal_moves.begin(), position.legal_moves.end(), move) != position.legal_moves.end();
+}
+
+// Lists the legal moves of the position set last ("go perft 1").
+inline bool readLegalMoves(Process& process, Position& position, Clock::time_point deadline) {
+    position.legal_moves.clear();
+    if (!writeLine(process, "go perft 1")) return false;
+    std::string line;
+    for (;;) {
+        if (readLine(process, line, deadline) != ReadResult::Line) return false;
+        if (line.rfind("Nodes searched:", 0) == 0) return true;
+        size_t colon = line.find(": ");
+        if (colon != std::string::npos && isCoordinateMove(line.substr(0, colon)))
+            position.legal_moves.push_back(line.substr(0, colon));
+    }
+}
+
+// Reads the FEN, key and checkers of the position set last ("d"). A board display without a
+// "Checkers:" line cannot tell check from no check, so it does not count as an answer.
+inline bool readBoard(Process& process, Position& position, Clock::time_point deadline) {
+    position.fen.clear();
+    position.key.clear();
+    position.in_check = false;
+    if (!writeLine(process, "d") || !writeLine(process, "isready")) return false;
+    bool have_checkers = false;
+    std::string line;
+    for (;;) {
+        if (readLine(process, line, deadline) != ReadResult::Line) return false;
+        if (line == "readyok") break;
+        if (line.rfind("Fen: ", 0) == 0) position.fen = line.substr(5);
+        if (line.rfind("Key: ", 0) == 0) position.key = line.substr(5);
+        if (line.rfind("Checkers:", 0) == 0) {
+            have_checkers = true;
+            position.in_check = line.find_first_not_of(' ', 9) != std::string::npos;
+        }
+    }
+    return !position.fen.empty() && have_checkers;
+}
+
+// Sends the position command ("position startpos ..." or "position fen ...") and asks for all of the above.
+inline bool queryStockfish(Process& process, const std::string& position_command, Position& position) {
+    auto deadline = Clock::now() + ANSWER_TIME;
+    position = Position();
+    // "go perft" runs on stockfish's search thread, so its answer is awaited before "d" is sent.
+    return writeLine(process, position_command) && readLegalMoves(process, position, deadline) &&
+           readBoard(process, position, deadline);
+}
+
+}  // namespace vireo_tools
