@@ -37,8 +37,11 @@
 #include "../evaluation/features.h"
 #include "../evaluation/model.h"
 #include "../sliders/sliders.h"
+#include "option_values.h"
 
 namespace {
+
+using namespace vireo_tools;
 
 constexpr int FEATURES = NUM_FEATURES;
 constexpr int WEIGHTS = MODEL_WEIGHTS; // features plus the constant term
@@ -309,33 +312,10 @@ bool writeWeights(const std::string& name, const Fit fits[COUNTS], long samples,
     return false;
 }
 
-// Option values are whole numbers or finite decimals and nothing else: atof("abc") would be 0, which
-// for --max-rmse silently switches the limit off.
-bool parseLong(const char* text, long* out) {
-    char* end = nullptr;
-    errno = 0;
-    long value = strtol(text, &end, 10);
-    if (end == text || *end || errno == ERANGE) return false;
-    *out = value;
-    return true;
-}
-
-bool parseDouble(const char* text, double* out) {
-    char* end = nullptr;
-    errno = 0;
-    double value = strtod(text, &end);
-    if (end == text || *end || errno == ERANGE || !std::isfinite(value)) return false;
-    *out = value;
-    return true;
-}
-
 bool parseOptions(int argc, char** argv, Options* options) {
     for (int i = 1; i < argc; i++) {
         const char* arg = argv[i];
-        auto value = [&](const char* name) -> const char* {
-            size_t n = strlen(name);
-            return strncmp(arg, name, n) == 0 ? arg + n : nullptr;
-        };
+        auto value = [&](const char* name) { return optionValue(arg, name); };
         const char* v;
         bool number_ok = true;
         if ((v = value("--positions="))) options->positions = v;

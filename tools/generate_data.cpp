@@ -29,6 +29,7 @@
 #include <string>
 #include <vector>
 
+#include "option_values.h"
 #include "uci_process.h"
 
 namespace {
@@ -192,44 +193,14 @@ bool playGame(Process& engine, const Options& options, std::mt19937_64& rng, FIL
     return true;
 }
 
-// Option values are whole numbers and nothing else: atol("abc") would be 0, and --count=abc would
-// "succeed" without writing a position.
-bool parseLong(const char* text, long* out) {
-    char* end = nullptr;
-    errno = 0;
-    long value = strtol(text, &end, 10);
-    if (end == text || *end || errno == ERANGE) return false;
-    *out = value;
-    return true;
-}
-
-bool parseInt(const char* text, int* out) {
-    long value = 0;
-    if (!parseLong(text, &value) || value < INT_MIN || value > INT_MAX) return false;
-    *out = int(value);
-    return true;
-}
-
-bool parseSeed(const char* text, uint64_t* out) {
-    char* end = nullptr;
-    errno = 0;
-    unsigned long long value = strtoull(text, &end, 10);
-    if (end == text || *end || errno == ERANGE) return false;
-    *out = value;
-    return true;
-}
-
 bool parseOptions(int argc, char** argv, Options* options) {
     for (int i = 1; i < argc; i++) {
         const char* arg = argv[i];
-        auto value = [&](const char* name) -> const char* {
-            size_t n = strlen(name);
-            return strncmp(arg, name, n) == 0 ? arg + n : nullptr;
-        };
+        auto value = [&](const char* name) { return optionValue(arg, name); };
         const char* v;
         bool number_ok = true;
         if ((v = value("--count="))) number_ok = parseLong(v, &options->count);
-        else if ((v = value("--seed="))) number_ok = parseSeed(v, &options->seed);
+        else if ((v = value("--seed="))) number_ok = parseUnsigned(v, &options->seed);
         else if ((v = value("--depth="))) number_ok = parseInt(v, &options->depth);
         else if ((v = value("--output="))) options->output = v;
         else if ((v = value("--stockfish="))) options->stockfish = v;
