@@ -48,6 +48,52 @@ TEST(Match, EloEstimate) {
     EXPECT_DOUBLE_EQ(estimateElo(0, 0, 0).score, 0.5);
 }
 
+TEST(Match, SequentialTest) {
+    EXPECT_NEAR(sprtLowerBound(), -2.944439, 1e-6);  // ln(0.05 / 0.95)
+    EXPECT_NEAR(sprtUpperBound(), 2.944439, 1e-6);   // ln(0.95 / 0.05)
+    EXPECT_NEAR(scoreFromElo(10), 0.514387, 1e-6);   // 1 / (1 + 10^(-10/400))
+    EXPECT_NEAR(eloFromScore(scoreFromElo(-37.5)), -37.5, 1e-9);
+
+    // Pairs by engine 1's points: 0, 1/2, 1, 3/2, 2.
+    EXPECT_EQ(sprtLlr({0, 0, 0, 0, 0}, 0, 10), 0.0);
+
+    // Near the hypotheses the likelihood ratio agrees with the normal shortcut: 10 20 40 20 10 has
+    // mean 0.5 and variance 0.075 per pair, so N (s1 - s0) (2 s - s0 - s1) / (2 var)
+    // = 100 * 0.014387 * -0.014387 / 0.15 = -0.1380; swapping the bounds to -10,0 flips the sign.
+    EXPECT_NEAR(sprtLlr({10, 20, 40, 20, 10}, 0, 10), -0.1380, 3e-4);
+    EXPECT_NEAR(sprtLlr({10, 20, 40, 20, 10}, -10, 0), 0.1380, 3e-4);
+    EXPECT_NEAR(sprtLlr({10, 20, 40, 20, 10}, 0, 10), -sprtLlr({10, 20, 40, 20, 10}, -10, 0), 1e-9);
+    EXPECT_NEAR(sprtLlr({1, 0, 2, 0, 1}, -5, 5), 0.0, 1e-9);
+
+    // One pair won 2-0: the nearest distribution with mean s puts s on a 2-0 pair and the rest on a
+    // 0-2 pair, so the ratio is s1 / s0: ln(0.514387 / 0.5) = 0.02837 (plus 0.00006 from counting
+    // each unseen outcome as 0.001 pair). The shortcut would find no variance and accept H1 at once.
+    EXPECT_NEAR(sprtLlr({0, 0, 0, 0, 1}, 0, 10), 0.02842, 2e-5);
+    // Three pairs lost 0-2: 3 ln((1 - s1) / (1 - s0)) = 3 ln(0.485613 / 0.5) = -0.08758.
+    EXPECT_NEAR(sprtLlr({3, 0, 0, 0, 0}, 0, 10), -0.08765, 2e-4);
+
+    // Far from both hypotheses the shortcut (3.04 here) overstates the evidence; 2.3135 comes from
+    // maximising both likelihoods numerically by a separate program.
+    EXPECT_NEAR(sprtLlr({2, 10, 40, 30, 18}, 0, 10), 2.3135, 1e-4);
+    EXPECT_NEAR(sprtLlr({20, 80, 200, 90, 10}, -3, 1), -0.2457, 1e-4);
+    EXPECT_NEAR(sprtLlr({5, 60, 200, 110, 25}, 0, 10), 6.4202, 1e-4);
+    EXPECT_NEAR(sprtLlr({20, 80, 180, 100, 20}, 0, 10), 0.5737, 1e-4);
+
+    EXPECT_EQ(sprtDecision(2.94), SprtDecision::None);
+    EXPECT_EQ(sprtDecision(2.95), SprtDecision::H1);
+    EXPECT_EQ(sprtDecision(-2.95), SprtDecision::H0);
+    EXPECT_EQ(sprtDecision(sprtLlr({5, 60, 200, 110, 25}, 0, 10)), SprtDecision::H1);
+    EXPECT_STREQ(decisionName(SprtDecision::None), "no decision yet");
+
+    // Elo from the pairs: mean 0.63, variance 0.455 - 0.63^2 = 0.0581, standard error sqrt(0.0581/100)
+    // = 0.024104; 0.63 +- 1.96 * 0.024104 gives 58.0 and 128.7 Elo around 92.5.
+    EloEstimate e = pairElo({2, 10, 40, 30, 18});
+    EXPECT_NEAR(e.score, 0.63, 1e-12);
+    EXPECT_EQ(formatElo(e), "+92.5 +/- 35.4");
+    EXPECT_GT(e.los, 0.9999);
+    EXPECT_EQ(formatElo(pairElo({0, 0, 0, 0, 3})), "+inf");
+}
+
 TEST(Match, CommandLine) {
     int64_t base = 0, increment = 0;
     EXPECT_TRUE(parseTimeControl("10+0.1", base, increment));
@@ -101,6 +147,25 @@ TEST(Match, CommandLine) {
                              largest),
               "");
     EXPECT_EQ(largest.max_plies, 2147483647);
+    EXPECT_FALSE(largest.sprt);
+
+    // --sprt makes --games a maximum, 20000 unless given.
+    MatchConfig sprt;
+    EXPECT_EQ(parseArguments({"--engine1", "a", "--engine2", "b", "--sprt", "-1.5,4"}, sprt), "");
+    EXPECT_TRUE(sprt.sprt);
+    EXPECT_EQ(sprt.sprt_elo0, -1.5);
+    EXPECT_EQ(sprt.sprt_elo1, 4);
+    EXPECT_EQ(sprt.games, 20000);
+    MatchConfig capped;
+    EXPECT_EQ(parseArguments({"--engine1", "a", "--sprt", "0,10", "--games", "400", "--engine2", "b"}, capped), "");
+    EXPECT_EQ(capped.games, 400);
+    for (const char* text : {"10", "10,0", "5,5", "0,10,20", "0,", ",10", "a,b", "0,10x", "0, 10", "nan,10", "0,inf",
+                             "-2000,0", "0;10", ""}) {
+        MatchConfig refused;
+        EXPECT_EQ(parseArguments({"--engine1", "a", "--engine2", "b", "--sprt", text}, refused),
+                  "bad SPRT bounds '" + std::string(text) + "' (expected elo0,elo1 with elo0 < elo1)");
+        EXPECT_FALSE(refused.sprt) << text;
+    }
     EXPECT_EQ(largest.seed, 9223372036854775807u);
 }
 
@@ -138,6 +203,31 @@ TEST(Match, Summary) {
               "  game 2, engine2 (Two): late by 70 ms at ply 31\n"
               "late move within tolerance: 1 (engine1 1, engine2 0)\n"
               "  game 2, engine1 (One): late by 20 ms at ply 12\n");
+    free(text);
+
+    // A sequential test that stopped early: games never started are left out.
+    config.sprt = true;
+    config.sprt_elo0 = 0;
+    config.sprt_elo1 = 10;
+    match.games.resize(6);
+    match.games[1].incidents.clear();
+    match.pairs = {0, 0, 1, 0, 0};
+    match.llr = sprtLlr(match.pairs, 0, 10);
+    out = open_memstream(&text, &size);
+    printSummary(out, match, config);
+    fclose(out);
+    EXPECT_EQ(std::string(text, size),
+              "\n=== One vs Two: 2 games at 10+0.1 ===\n"
+              "Score of One: W 1  D 0  L 1  (50.0%)\n"
+              "Elo difference: +0.0 +/- inf (95%), LOS 50.0%\n"
+              "SPRT elo0 0, elo1 10: LLR -0.03 (-2.94, 2.94), no decision yet after 2 games (1 pairs)\n"
+              "Pairs by points 0 1/2 1 3/2 2: 0 0 1 0 0; Elo from pairs +0.0 +/- 0.0 (95%), LOS 50.0%\n"
+              "Endings:  checkmate 1  time loss 1\n"
+              "illegal move: 0 (engine1 0, engine2 0)\n"
+              "crash: 0 (engine1 0, engine2 0)\n"
+              "protocol error: 0 (engine1 0, engine2 0)\n"
+              "time loss: 0 (engine1 0, engine2 0)\n"
+              "late move within tolerance: 0 (engine1 0, engine2 0)\n");
     free(text);
 }
 
@@ -368,6 +458,73 @@ TEST(Match, GamesEndByRulesAndFaults) {
     // Whether the pipe or the wait for "readyok" notices first is up to the scheduler.
     EXPECT_EQ(dies.incidents[0].detail.rfind("at game start: crashed ", 0), 0u) << dies.incidents[0].detail;
     EXPECT_TRUE(dies.incidents[0].detail.ends_with(" (exited with status 3)")) << dies.incidents[0].detail;
+    std::filesystem::remove_all(dir);
+}
+
+// A decided test starts no more games. Engine 2 answers every move with an illegal one, so engine 1
+// wins every pair 2-0; against H1 = +400 Elo (score 0.909) each such pair adds about
+// ln(0.909 / 0.5) = 0.6 to the LLR, which crosses 2.94 at the fifth pair.
+TEST(Match, SequentialTestStopsTheMatch) {
+    if (!haveStockfish()) GTEST_SKIP() << "no referee: " << STOCKFISH << " is not installed";
+    signal(SIGPIPE, SIG_IGN);
+    auto dir = std::filesystem::temp_directory_path() / ("vireo_sprt_test_" + std::to_string(getpid()));
+    std::filesystem::create_directories(dir);
+    std::string script = (dir / "scripted.sh").string();
+    std::ofstream(script) << SCRIPTED_ENGINE;
+
+    MatchConfig config;
+    ASSERT_EQ(parseArguments({"--engine1", "/bin/sh " + script + " ok 'e2e4 e7e5'", "--engine2",
+                              "/bin/sh " + script + " illegal 'e2e4 e7e5'", "--games", "40", "--sprt", "0,400",
+                              "--random-plies", "0", "--tc", "1+0.01", "--quiet"},
+                             config),
+              "");
+    MatchResult match = runMatch(config);
+    EXPECT_EQ(match.wins, 10);
+    EXPECT_EQ(match.draws + match.losses, 0);
+    EXPECT_EQ(match.pairs, (PairCounts{0, 0, 0, 0, 5}));
+    EXPECT_EQ(match.decision, SprtDecision::H1);
+    EXPECT_GT(match.llr, sprtUpperBound());
+    EXPECT_EQ(match.games[9].number, 10);
+    EXPECT_EQ(match.games[10].number, 0);
+    std::filesystem::remove_all(dir);
+}
+
+// The openings file: one line of coordinate moves per opening, '#' comments and blank lines ignored,
+// lines with an illegal move or that end the game skipped, and a file without a usable line refused.
+TEST(Match, OpeningsFile) {
+    if (!haveStockfish()) GTEST_SKIP() << "no referee: " << STOCKFISH << " is not installed";
+    signal(SIGPIPE, SIG_IGN);
+    auto dir = std::filesystem::temp_directory_path() / ("vireo_openings_test_" + std::to_string(getpid()));
+    std::filesystem::create_directories(dir);
+    Referee referee{STOCKFISH, {}};
+    auto read = [&](const std::string& name, const std::string& text) {
+        std::string path = (dir / name).string();
+        std::ofstream(path) << text;
+        return readOpenings(path, referee);
+    };
+
+    auto openings = read("mixed.txt",
+                         "# made by hand\n"
+                         "e2e4 e7e5 g1f3   # the king's knight\n"
+                         "\n"
+                         "   \t\n"
+                         "d2d4 d7d5 e2e5\n"            // the pawn cannot go three squares
+                         "d2d4 d7d5 c2c4 x9z9\n"       // not a move at all
+                         "f2f3 e7e5 g2g4 d8h4\n"       // mate: nothing left to play
+                         "e7e5\n"                      // Black's move with White to move
+                         "g1f3 g8f6 c2c4 e7e6 b1c3 f8b4\n"
+                         "d2d4");                      // the last line without its newline
+    EXPECT_EQ(openings, (std::vector<std::vector<std::string>>{
+                            {"e2e4", "e7e5", "g1f3"}, {"g1f3", "g8f6", "c2c4", "e7e6", "b1c3", "f8b4"}, {"d2d4"}}));
+
+    try {
+        read("useless.txt", "# nothing but comments\n\ne2e5\nf2f3 e7e5 g2g4 d8h4\n");
+        ADD_FAILURE() << "a file without a usable opening was accepted";
+    } catch (const std::runtime_error& error) {
+        EXPECT_EQ(std::string(error.what()), "no usable opening in '" + (dir / "useless.txt").string() + "'");
+    }
+    EXPECT_THROW(readOpenings((dir / "missing.txt").string(), referee), std::runtime_error);
+    stopProcess(referee.process);
     std::filesystem::remove_all(dir);
 }
 

@@ -14,6 +14,7 @@
 // the match driver and main().
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
@@ -71,6 +72,8 @@ struct MatchConfig {
     int64_t startup_ms = 10000;   // for "uciok" and "readyok"
     int resign_cp = 0;            // score adjudication: both engines agree on at least this many centipawns
     int resign_moves = 0;         //   for this many moves each; 0 switches it off
+    bool sprt = false;            // stop once a sequential test between two Elo differences decides
+    double sprt_elo0 = 0, sprt_elo1 = 0;
     bool show_stderr = false;
     bool quiet = false;
 };
@@ -706,6 +709,142 @@ std::string formatElo(const EloEstimate& e) {
 }
 
 // ---------------------------------------------------------------------------------------------------
+// Sequential probability ratio test
+// ---------------------------------------------------------------------------------------------------
+//
+// The test decides between H0, "engine 1 is elo0 stronger than engine 2", and H1, "it is elo1
+// stronger" (logistic Elo), with error rates alpha = beta = 0.05. It counts game pairs rather than
+// games (the pentanomial model): both games of a pair start from the same opening with the colours
+// swapped, so their results are not independent (an opening that favours one colour tends to give one
+// win each way). Pairs measure that and need fewer games than the trinomial count of single games,
+// which would take the two results of an opening for two independent samples.
+//
+// The likelihood ratio is the generalised SPRT's, as fishtest computes it: the observed frequencies of
+// the five pair outcomes stand for the unknown distribution, and each hypothesis is represented by the
+// distribution closest to them (maximum likelihood) whose mean score per game is s0 or s1, the scores
+// that elo0 and elo1 stand for. The common shortcut LLR = N (s1 - s0) (2 s - s0 - s1) / (2 var) agrees
+// with it when the score is near s0 and s1, but not on a short run of one-sided results: after a
+// single pair won 2-0 its variance is about zero and it would accept H1 at once.
+
+constexpr double SPRT_ALPHA = 0.05;
+constexpr double SPRT_BETA = 0.05;
+
+// Pairs by engine 1's points in them: 0, 1/2, 1, 3/2, 2.
+using PairCounts = std::array<int, 5>;
+
+enum class SprtDecision { None, H0, H1 };
+
+const char* decisionName(SprtDecision d) {
+    switch (d) {
+        case SprtDecision::None: return "no decision yet";
+        case SprtDecision::H0: return "H0 accepted";
+        case SprtDecision::H1: return "H1 accepted";
+    }
+    return "?";
+}
+
+// Expected score on the logistic curve for an Elo difference.
+double scoreFromElo(double elo) {
+    return 1.0 / (1.0 + std::pow(10.0, -elo / 400.0));
+}
+
+double sprtLowerBound() {
+    return std::log(SPRT_BETA / (1 - SPRT_ALPHA));
+}
+
+double sprtUpperBound() {
+    return std::log((1 - SPRT_BETA) / SPRT_ALPHA);
+}
+
+struct PairMoments {
+    double pairs = 0;     // number of complete pairs
+    double mean = 0.5;    // score per game
+    double variance = 0;  // of one pair's score per game
+};
+
+PairMoments pairMoments(const PairCounts& counts) {
+    PairMoments m;
+    double sum = 0, squares = 0;
+    for (int i = 0; i < 5; i++) {
+        double score = i / 4.0;
+        m.pairs += counts[size_t(i)];
+        sum += counts[size_t(i)] * score;
+        squares += counts[size_t(i)] * score * score;
+    }
+    if (m.pairs == 0) return m;
+    m.mean = sum / m.pairs;
+    m.variance = std::max(0.0, squares / m.pairs - m.mean * m.mean);
+    return m;
+}
+
+// How far (Kullback-Leibler divergence) the frequencies p of the scores a_i = i/4 are from the nearest
+// distribution q with mean s. That q is q_i = p_i / (1 + lambda (a_i - s)), where lambda solves
+// sum p_i (a_i - s) / (1 + lambda (a_i - s)) = 0; the left side falls from +inf to -inf as lambda
+// runs over (-1 / (1 - s), 1 / s), where every 1 + lambda (a_i - s) stays positive, so bisection finds
+// it. The divergence is then sum p_i log(1 + lambda (a_i - s)).
+double divergenceFromMean(const double p[5], double s) {
+    double low = -1 / (1 - s), high = 1 / s;
+    for (int step = 0; step < 200; step++) {
+        double lambda = (low + high) / 2;
+        double slope = 0;
+        for (int i = 0; i < 5; i++) slope += p[i] * (i / 4.0 - s) / (1 + lambda * (i / 4.0 - s));
+        (slope > 0 ? low : high) = lambda;
+    }
+    double lambda = (low + high) / 2, divergence = 0;
+    for (int i = 0; i < 5; i++) divergence += p[i] * std::log(1 + lambda * (i / 4.0 - s));
+    return divergence;
+}
+
+// Log-likelihood ratio of H1 against H0 after the counted pairs; 0 before the first pair. An outcome
+// not seen yet counts as 0.001 pair (as fishtest does), so that every outcome stays possible.
+double sprtLlr(const PairCounts& counts, double elo0, double elo1) {
+    double total = 0, p[5];
+    for (int i = 0; i < 5; i++) {
+        p[i] = counts[size_t(i)] > 0 ? counts[size_t(i)] : 1e-3;
+        total += p[i];
+    }
+    if (total < 0.01) return 0;
+    for (double& x : p) x /= total;
+    return total * (divergenceFromMean(p, scoreFromElo(elo0)) - divergenceFromMean(p, scoreFromElo(elo1)));
+}
+
+SprtDecision sprtDecision(double llr) {
+    if (llr >= sprtUpperBound()) return SprtDecision::H1;
+    if (llr <= sprtLowerBound()) return SprtDecision::H0;
+    return SprtDecision::None;
+}
+
+// Elo and its 95% margin from the pairs: the error bar that goes with the test.
+EloEstimate pairElo(const PairCounts& counts) {
+    EloEstimate e;
+    PairMoments m = pairMoments(counts);
+    if (m.pairs == 0) return e;
+    double s = e.score = m.mean;
+    e.elo = (s > 0 && s < 1) ? eloFromScore(s) : std::nan("");
+    double deviation = std::sqrt(m.variance / m.pairs);
+    double low = s - 1.959963985 * deviation, high = s + 1.959963985 * deviation;
+    e.margin = (low > 0 && high < 1) ? (eloFromScore(high) - eloFromScore(low)) / 2 : std::nan("");
+    e.los = deviation > 0 ? 0.5 * (1 + std::erf((s - 0.5) / (deviation * std::sqrt(2.0)))) : (s > 0.5 ? 1 : s < 0.5 ? 0 : 0.5);
+    return e;
+}
+
+// "elo0,elo1": two finite Elo differences, the first below the second, neither beyond 1000.
+bool parseSprt(const std::string& text, double& elo0, double& elo1) {
+    size_t comma = text.find(',');
+    if (comma == std::string::npos) return false;
+    auto number = [](const std::string& part, double& out) {
+        char* end = nullptr;
+        out = strtod(part.c_str(), &end);
+        return !part.empty() && !isspace(uint8_t(part[0])) && *end == 0 && std::isfinite(out) && std::fabs(out) <= 1000;
+    };
+    double a = 0, b = 0;
+    if (!number(text.substr(0, comma), a) || !number(text.substr(comma + 1), b) || !(a < b)) return false;
+    elo0 = a;
+    elo1 = b;
+    return true;
+}
+
+// ---------------------------------------------------------------------------------------------------
 // PGN
 // ---------------------------------------------------------------------------------------------------
 
@@ -814,9 +953,14 @@ std::vector<std::string> randomOpening(Referee& referee, uint64_t seed, int pair
 // ---------------------------------------------------------------------------------------------------
 
 struct MatchResult {
-    std::vector<GameRecord> games;  // by game number - 1
+    std::vector<GameRecord> games;  // by game number - 1; games never started keep number 0
     std::string names[2];
     int wins = 0, draws = 0, losses = 0;  // engine 1's view
+    // With the sequential test: the complete pairs, the LLR over them, and the decision that stopped
+    // the match. Games still in flight at the decision count too, so the final LLR may have moved on.
+    PairCounts pairs{};
+    double llr = 0;
+    SprtDecision decision = SprtDecision::None;
 };
 
 std::string describeGame(const GameRecord& game) {
@@ -832,10 +976,20 @@ void printSummary(FILE* out, const MatchResult& match, const MatchConfig& config
     fprintf(out, "Score of %s: W %d  D %d  L %d  (%.1f%%)\n", match.names[0].c_str(), match.wins, match.draws,
             match.losses, 100.0 * e.score);
     fprintf(out, "Elo difference: %s (95%%), LOS %.1f%%\n", formatElo(e).c_str(), 100.0 * e.los);
+    if (config.sprt) {
+        int pairs = 0;
+        for (int c : match.pairs) pairs += c;
+        EloEstimate pe = pairElo(match.pairs);
+        fprintf(out, "SPRT elo0 %g, elo1 %g: LLR %.2f (%.2f, %.2f), %s after %d games (%d pairs)\n", config.sprt_elo0,
+                config.sprt_elo1, match.llr, sprtLowerBound(), sprtUpperBound(), decisionName(match.decision), n, pairs);
+        fprintf(out, "Pairs by points 0 1/2 1 3/2 2: %d %d %d %d %d; Elo from pairs %s (95%%), LOS %.1f%%\n",
+                match.pairs[0], match.pairs[1], match.pairs[2], match.pairs[3], match.pairs[4], formatElo(pe).c_str(),
+                100.0 * pe.los);
+    }
 
     std::map<std::string, int> endings;
     for (auto& g : match.games) {
-        endings[g.ending]++;
+        if (g.number > 0) endings[g.ending]++;
     }
     fprintf(out, "Endings:");
     for (auto& [kind, count] : endings) fprintf(out, "  %s %d", kind.c_str(), count);
@@ -857,22 +1011,29 @@ void printSummary(FILE* out, const MatchResult& match, const MatchConfig& config
     }
 }
 
+// Counts the pair of the game just finished once both of its games are in, and runs the test on it.
+void countPair(MatchResult& match, const MatchConfig& config, int index) {
+    int first = index & ~1, second = first + 1;
+    if (second >= config.games || match.games[size_t(first)].number == 0 || match.games[size_t(second)].number == 0)
+        return;
+    double points = engineScore(match.games[size_t(first)], 0) + engineScore(match.games[size_t(second)], 0);
+    match.pairs[size_t(std::lround(2 * points))]++;
+    match.llr = sprtLlr(match.pairs, config.sprt_elo0, config.sprt_elo1);
+    if (match.decision == SprtDecision::None) match.decision = sprtDecision(match.llr);
+}
+
 MatchResult runMatch(const MatchConfig& config) {
     MatchResult match;
     match.games.resize(size_t(config.games));
 
-    // One referee prepares the openings; each worker then has its own.
+    // The referee is tried once before any game. Listed openings are checked here; random ones are
+    // made by each worker when a pair starts, so that a long sequential test does not prepare
+    // thousands of openings it may never play.
     Referee setup_referee{config.referee, {}};
     std::string error;
     if (!startReferee(setup_referee, error)) throw std::runtime_error("referee: " + error);
-    int pairs = (config.games + 1) / 2;
-    std::vector<std::vector<std::string>> openings;
-    if (!config.openings_path.empty()) {
-        auto listed = readOpenings(config.openings_path, setup_referee);
-        for (int p = 0; p < pairs; p++) openings.push_back(listed[size_t(p) % listed.size()]);
-    } else {
-        for (int p = 0; p < pairs; p++) openings.push_back(randomOpening(setup_referee, config.seed, p, config.random_plies));
-    }
+    std::vector<std::vector<std::string>> listed;
+    if (!config.openings_path.empty()) listed = readOpenings(config.openings_path, setup_referee);
     stopProcess(setup_referee.process);
 
     FILE* pgn = nullptr;
@@ -893,11 +1054,14 @@ MatchResult runMatch(const MatchConfig& config) {
                 if (index >= config.games) break;
                 {
                     std::lock_guard<std::mutex> lock(result_mutex);
-                    if (!fatal_error.empty()) break;
+                    if (!fatal_error.empty() || match.decision != SprtDecision::None) break;
                 }
                 // Each opening is played twice, engine 1 taking White in the first game of the pair.
-                int white = index % 2;
-                GameRecord game = playGame(worker, config, index + 1, openings[size_t(index / 2)], white);
+                int pair = index / 2, white = index % 2;
+                std::vector<std::string> opening =
+                    listed.empty() ? randomOpening(worker.referee, config.seed, pair, config.random_plies)
+                                   : listed[size_t(pair) % listed.size()];
+                GameRecord game = playGame(worker, config, index + 1, opening, white);
                 std::lock_guard<std::mutex> lock(result_mutex);
                 double s = engineScore(game, 0);
                 if (s == 1) match.wins++;
@@ -905,18 +1069,27 @@ MatchResult runMatch(const MatchConfig& config) {
                 else match.draws++;
                 for (int e = 0; e < 2; e++)
                     if (match.names[e].empty() && !game.names[e].empty()) match.names[e] = game.names[e];
+                match.games[size_t(index)] = std::move(game);
+                const GameRecord& done = match.games[size_t(index)];
+                if (config.sprt) countPair(match, config, index);
                 if (!config.quiet) {
-                    printf("%s   [%d/%d: W %d D %d L %d]\n", describeGame(game).c_str(),
-                           match.wins + match.draws + match.losses, config.games, match.wins, match.draws, match.losses);
-                    for (auto& i : game.incidents)
+                    std::string test;
+                    if (config.sprt) {
+                        char text[32];
+                        snprintf(text, sizeof text, ", LLR %.2f", match.llr);
+                        test = text;
+                    }
+                    printf("%s   [%d/%d: W %d D %d L %d%s]\n", describeGame(done).c_str(),
+                           match.wins + match.draws + match.losses, config.games, match.wins, match.draws, match.losses,
+                           test.c_str());
+                    for (auto& i : done.incidents)
                         printf("  %s by engine%d: %s\n", faultName(i.fault), i.engine + 1, i.detail.c_str());
                     fflush(stdout);
                 }
                 if (pgn) {
-                    fputs(pgnGame(game, config).c_str(), pgn);
+                    fputs(pgnGame(done, config).c_str(), pgn);
                     fflush(pgn);
                 }
-                match.games[size_t(index)] = std::move(game);
             }
         } catch (const std::exception& ex) {
             std::lock_guard<std::mutex> lock(result_mutex);
@@ -944,7 +1117,10 @@ const char* USAGE =
     "  --engine1 CMD, --engine2 CMD   engine command lines (words split like a shell, quotes group)\n"
     "  --option1 \"Name=Value\"         UCI option for engine 1 (repeatable); --option2 likewise\n"
     "  --name1 NAME, --name2 NAME     names for the summary and PGN (default: the engine's \"id name\")\n"
-    "  --games N                      number of games (default 2; each opening is played twice)\n"
+    "  --games N                      number of games (default 2; each opening is played twice);\n"
+    "                                 with --sprt the most to play (default 20000)\n"
+    "  --sprt ELO0,ELO1               stop when a sequential test accepts elo0 or elo1 as engine 1's\n"
+    "                                 Elo advantage (logistic; alpha = beta = 0.05; on game pairs)\n"
     "  --tc BASE+INC                  time control in seconds, e.g. 10+0.1 (default)\n"
     "  --random-plies N               random opening plies (default 4)\n"
     "  --openings FILE                openings, one per line as coordinate moves (instead of random)\n"
@@ -985,6 +1161,7 @@ bool parseOption(const std::string& text, std::pair<std::string, std::string>& o
 
 // Fills the configuration; returns an error text, empty when the command line is fine.
 std::string parseArguments(const std::vector<std::string>& args, MatchConfig& config) {
+    bool games_given = false;
     for (size_t i = 0; i < args.size(); i++) {
         const std::string& a = args[i];
         if (a == "--stderr") {
@@ -1020,6 +1197,7 @@ std::string parseArguments(const std::vector<std::string>& args, MatchConfig& co
         } else if (a == "--games") {
             if (!number(1, INT_MAX, n)) return "bad number of games '" + v + "'";
             config.games = int(n);
+            games_given = true;
         } else if (a == "--random-plies") {
             if (!number(0, INT_MAX, n)) return "bad number of plies '" + v + "'";
             config.random_plies = int(n);
@@ -1043,6 +1221,10 @@ std::string parseArguments(const std::vector<std::string>& args, MatchConfig& co
             if (sscanf(v.c_str(), "%d:%d", &cp, &moves) != 2 || cp <= 0 || moves <= 0) return "bad resign rule '" + v + "'";
             config.resign_cp = cp;
             config.resign_moves = moves;
+        } else if (a == "--sprt") {
+            if (!parseSprt(v, config.sprt_elo0, config.sprt_elo1))
+                return "bad SPRT bounds '" + v + "' (expected elo0,elo1 with elo0 < elo1)";
+            config.sprt = true;
         } else if (a == "--openings") config.openings_path = v;
         else if (a == "--referee") config.referee = v;
         else if (a == "--pgn") config.pgn_path = v;
@@ -1050,6 +1232,7 @@ std::string parseArguments(const std::vector<std::string>& args, MatchConfig& co
         else return "unknown argument '" + a + "'";
     }
     if (config.engines[0].command.empty() || config.engines[1].command.empty()) return "both --engine1 and --engine2 are needed";
+    if (config.sprt && !games_given) config.games = 20000;
     return "";
 }
 
