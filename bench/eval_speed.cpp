@@ -8,9 +8,9 @@
 #include <cstring>
 #include <string>
 #include <vector>
-#include "engine/board.h"
-#include "engine/movegen.h"
-#include "engine/notation.h"
+#include "engine/board/board.h"
+#include "engine/board/movegen.h"
+#include "engine/board/notation.h"
 #include "sliders/sliders.h"
 #include "evaluation/evaluation.h"
 #include "evaluation/features.h"

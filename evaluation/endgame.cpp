@@ -4,7 +4,7 @@
 #include "endgame.h"
 #include "evaluation.h"
 #include "kpk.h"
-#include "../engine/attacks.h"
+#include "../engine/board/attacks.h"
 
 int materialBalance(const Ply* ply) {
     const Side *p = ply->player, *o = ply->opponent;

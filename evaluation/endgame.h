@@ -2,7 +2,7 @@
 // three men, and the Syzygy win/draw/loss tables when they are loaded.
 #pragma once
 #include <cstdint>
-#include "../engine/board.h"
+#include "../engine/board/board.h"
 
 constexpr int KNOWN_WIN = 13000; // won three-man ending, plus material
 constexpr int TB_WIN_SCORE = 10000; // tablebase win, plus material

@@ -2,8 +2,8 @@
 #include "evaluation.h"
 #include "features.h"
 #include "model.h"
-#include "../engine/assertion.h"
-#include "../engine/attacks.h"
+#include "../engine/board/assertion.h"
+#include "../engine/board/attacks.h"
 
 int evaluate(Ply* ply) {
     int men = popcount(ply->occupancy);

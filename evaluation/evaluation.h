@@ -1,6 +1,6 @@
 // Static evaluation, endgame knowledge and the training tools.
 #pragma once
-#include "../engine/board.h"
+#include "../engine/board/board.h"
 
 // Score of the position in centipawns from the side to move's view, within -29936..29936.
 // Needs current attack information (computeAttacks). Bare kings and a stalemated bare king

@@ -2,7 +2,7 @@
 // semicolon-separated integers, the training data of the learned model.
 #pragma once
 #include <cstdio>
-#include "../engine/board.h"
+#include "../engine/board/board.h"
 
 // Appends the row of the position whose features computeFeatures(player, opponent) has just
 // computed. The material class leads the row only for positions of 4 to 6 men.

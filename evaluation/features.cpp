@@ -2,7 +2,7 @@
 // the signs of the features are also the column layout of the feature rows written for fitting.
 #include <array>
 #include "features.h"
-#include "../engine/attacks.h"
+#include "../engine/board/attacks.h"
 
 int _features_[MAX_FEATURES];
 

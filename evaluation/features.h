@@ -1,7 +1,7 @@
 // The 127 integer features that the learned model scores. Each is a difference between the side
 // to move and the opponent of a count of squares, so the vector is colour-symmetric.
 #pragma once
-#include "../engine/board.h"
+#include "../engine/board/board.h"
 
 constexpr int MAX_FEATURES = 1024;
 constexpr int NUM_FEATURES = 127;

@@ -2,7 +2,7 @@
 #include <cstring>
 #include <vector>
 #include "kpk.h"
-#include "../engine/attacks.h"
+#include "../engine/board/attacks.h"
 
 namespace {
 // Place of a white pawn on files a to d, ranks 2 to 7, in the table's order.

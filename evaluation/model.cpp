@@ -3,7 +3,7 @@
 #include <emmintrin.h> // SSE2, which every x86-64 processor has
 #include "model.h"
 #include "features.h"
-#include "../engine/assertion.h"
+#include "../engine/board/assertion.h"
 
 static_assert(NUM_FEATURES + 1 == MODEL_WEIGHTS, "one weight per feature plus the constant term");
 

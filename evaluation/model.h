@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
-#include "../engine/board.h"
+#include "../engine/board/board.h"
 
 constexpr int MIN_MODEL_MEN = 4;
 constexpr int MAX_MODEL_MEN = 32;

@@ -5,7 +5,7 @@
 #include <unistd.h>
 #include <tbprobe.h>
 #include "evaluation.h"
-#include "../engine/assertion.h"
+#include "../engine/board/assertion.h"
 
 namespace {
 // Fathom's release of mapped tables tests munmap's result the wrong way round and prints

@@ -8,8 +8,8 @@
 #include "evaluation.h"
 #include "feature_rows.h"
 #include "features.h"
-#include "../engine/movegen.h"
-#include "../engine/notation.h"
+#include "../engine/board/movegen.h"
+#include "../engine/board/notation.h"
 
 namespace {
 

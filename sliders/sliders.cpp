@@ -1,7 +1,7 @@
 // Magic-multiplication tables for rooks and bishops. Every square uses a fixed index width
 // (12 bits for rooks, 9 for bishops), so the lookup needs no per-square shift.
 #include "sliders.h"
-#include "../engine/assertion.h"
+#include "../engine/board/assertion.h"
 
 namespace sliders {
 Bitboard rook_masks[64];

@@ -9,7 +9,7 @@
 #include <poll.h>
 #include <unistd.h>
 #include <sys/wait.h>
-#include "engine/clock.h"
+#include "engine/search/clock.h"
 
 class EngineProcess {
 public:

@@ -8,7 +8,7 @@
 #include <gtest/gtest.h>
 #include "tests/position_fixture.h"
 #include "tests/shared_data.h"
-#include "engine/movegen.h"
+#include "engine/board/movegen.h"
 #include "evaluation/evaluation.h"
 #include "evaluation/features.h"
 

@@ -3,9 +3,9 @@
 #pragma once
 #include <string>
 #include <gtest/gtest.h>
-#include "engine/board.h"
-#include "engine/movegen.h"
-#include "engine/notation.h"
+#include "engine/board/board.h"
+#include "engine/board/movegen.h"
+#include "engine/board/notation.h"
 #include "sliders/sliders.h"
 
 inline void initTables() {

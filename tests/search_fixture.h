@@ -5,11 +5,11 @@
 #include <string>
 #include <gtest/gtest.h>
 #include "tests/position_fixture.h"
-#include "engine/movegen.h"
-#include "engine/makemove.h"
-#include "engine/ordering.h"
-#include "engine/alphabeta.h"
-#include "engine/search.h"
+#include "engine/board/movegen.h"
+#include "engine/board/makemove.h"
+#include "engine/search/ordering.h"
+#include "engine/search/alphabeta.h"
+#include "engine/search/search.h"
 #include "transposition/tt.h"
 
 inline void initSearchTables() {

@@ -1,7 +1,7 @@
 // The alpha-beta search's tables and its terminal answers.
 #include <gtest/gtest.h>
 #include "tests/search_fixture.h"
-#include "engine/record.h"
+#include "engine/search/record.h"
 
 TEST(AlphaBeta, ReductionTable) {
     initSearchTables();

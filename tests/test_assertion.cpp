@@ -3,8 +3,8 @@
 #include <sstream>
 #include "tests/position_fixture.h"
 #include "tests/scratch_dir.h"
-#include "engine/assertion.h"
-#include "engine/makemove.h"
+#include "engine/board/assertion.h"
+#include "engine/board/makemove.h"
 
 TEST(AssertionDeathTest, CapturedKingIsReportedAndLogged) {
     ScratchDir dir;

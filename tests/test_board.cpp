@@ -1,9 +1,9 @@
 // Keys, castling rights, pawn sets, attack tables and copy-make on known positions.
 #include <gtest/gtest.h>
 #include "tests/position_fixture.h"
-#include "engine/attacks.h"
-#include "engine/makemove.h"
-#include "engine/movegen.h"
+#include "engine/board/attacks.h"
+#include "engine/board/makemove.h"
+#include "engine/board/movegen.h"
 
 namespace {
 int sq(const char* name) { return (name[0] - 'a') + 8 * (name[1] - '1'); }

@@ -1,7 +1,7 @@
 // The key of a child computed without making the move equals the key makeMove produces.
 #include <gtest/gtest.h>
 #include "tests/search_fixture.h"
-#include "engine/childkey.h"
+#include "engine/search/childkey.h"
 
 namespace {
 // Checks every move of every position of the tree below curr_ply to the given depth.

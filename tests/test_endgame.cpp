@@ -5,7 +5,7 @@
 #include "tests/evaluation_fixture.h"
 #include "tests/scratch_dir.h"
 #include "tests/shared_data.h"
-#include "engine/attacks.h"
+#include "engine/board/attacks.h"
 #include "evaluation/endgame.h"
 #include "evaluation/evaluation.h"
 #include "evaluation/kpk.h"

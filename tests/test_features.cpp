@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <map>
 #include "tests/evaluation_fixture.h"
-#include "engine/attacks.h"
+#include "engine/board/attacks.h"
 #include "sliders/sliders.h"
 #include "evaluation/evaluation.h"
 

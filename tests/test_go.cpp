@@ -1,8 +1,8 @@
 // Limits read from "go" lines: the order of the rules and the clock allocation.
 #include <gtest/gtest.h>
 #include "tests/search_fixture.h"
-#include "engine/go.h"
-#include "engine/record.h"
+#include "engine/frontend/go.h"
+#include "engine/search/record.h"
 
 namespace {
 const char* const WHITE_TO_MOVE = START_FEN;

@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 #include <string>
 #include "tests/position_fixture.h"
-#include "engine/movegen.h"
+#include "engine/board/movegen.h"
 
 namespace {
 std::string verbose(Move m) {

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 #include "tests/position_fixture.h"
-#include "engine/perft.h"
+#include "engine/board/perft.h"
 
 TEST(Perft, PublishedCounts) {
     // The published counts of the classic positions, in their order, from depth 1.

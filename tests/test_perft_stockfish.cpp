@@ -7,9 +7,9 @@
 #include "tests/engine_process.h"
 #include "tests/position_fixture.h"
 #include "tests/shared_data.h"
-#include "engine/makemove.h"
-#include "engine/movegen.h"
-#include "engine/perft.h"
+#include "engine/board/makemove.h"
+#include "engine/board/movegen.h"
+#include "engine/board/perft.h"
 
 namespace {
 const char* STOCKFISH = "/usr/games/stockfish";

@@ -1,8 +1,8 @@
 // The quiescence search's exchange test and its mate and stand-pat answers.
 #include <gtest/gtest.h>
 #include "tests/search_fixture.h"
-#include "engine/quiescence.h"
-#include "engine/record.h"
+#include "engine/search/quiescence.h"
+#include "engine/search/record.h"
 
 namespace {
 bool loses(const char* fen, const char* move) {

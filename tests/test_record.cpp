@@ -2,8 +2,8 @@
 #include <gtest/gtest.h>
 #include <cstring>
 #include "tests/search_fixture.h"
-#include "engine/record.h"
-#include "engine/clock.h"
+#include "engine/search/record.h"
+#include "engine/search/clock.h"
 
 TEST(Record, ScoreText) {
     EXPECT_EQ(scoreText(31), "score cp 31 ");

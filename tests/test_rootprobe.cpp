@@ -4,7 +4,7 @@
 #include <tbprobe.h>
 #include "tests/search_fixture.h"
 #include "tests/shared_data.h"
-#include "engine/rootprobe.h"
+#include "engine/search/rootprobe.h"
 
 namespace {
 // The tables stay loaded in this process but are used only inside a TablesOff scope, so that

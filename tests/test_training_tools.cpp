@@ -6,7 +6,7 @@
 #include <sstream>
 #include <string>
 #include "tests/scratch_dir.h"
-#include "engine/notation.h"
+#include "engine/board/notation.h"
 
 namespace {
 

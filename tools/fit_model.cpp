@@ -32,7 +32,7 @@
 #include <cstring>
 #include <string>
 #include <vector>
-#include "../engine/board.h"
+#include "../engine/board/board.h"
 #include "../evaluation/evaluation.h"
 #include "../evaluation/features.h"
 #include "../evaluation/model.h"

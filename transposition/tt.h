@@ -1,7 +1,7 @@
 // The transposition table: 16-byte entries in buckets of four, aged by piece count.
 #pragma once
 #include <cstdint>
-#include "../engine/board.h"
+#include "../engine/board/board.h"
 
 #pragma pack(push, 1)
 struct TTEntry {

@@ -1,11 +1,11 @@
 // "bench": four fixed middle-game positions searched to depth 12, and the speed over all of them.
 #include <cstdio>
-#include "search.h"
-#include "clock.h"
-#include "notation.h"
-#include "perft.h"
-#include "record.h"
-#include "think.h"
+#include "../search/search.h"
+#include "../search/clock.h"
+#include "../board/notation.h"
+#include "../board/perft.h"
+#include "../search/record.h"
+#include "../search/think.h"
 
 namespace {
 const char* const BENCH_POSITIONS[4] = {

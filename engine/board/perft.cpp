@@ -6,8 +6,8 @@
 #include "movegen.h"
 #include "makemove.h"
 #include "notation.h"
-#include "clock.h"
-#include "search.h"
+#include "../search/clock.h"
+#include "../search/search.h"
 
 // Deeper counts would not fit on the ply stack beside the game history.
 constexpr int MAX_PERFT_DEPTH = 64;

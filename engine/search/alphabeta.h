@@ -1,7 +1,7 @@
 // The principal-variation alpha-beta search.
 #pragma once
 #include <cstdint>
-#include "board.h"
+#include "../board/board.h"
 
 extern uint8_t reductions[64][64]; // late-move reductions by remaining depth and move number
 extern const int futility_margin[3];

@@ -2,13 +2,13 @@
 #include <cstring>
 #include <algorithm>
 #include "ordering.h"
-#include "assertion.h"
-#include "attacks.h"
-#include "makemove.h"
-#include "movegen.h"
+#include "../board/assertion.h"
+#include "../board/attacks.h"
+#include "../board/makemove.h"
+#include "../board/movegen.h"
 #include "childkey.h"
-#include "../transposition/tt.h"
-#include "../sliders/sliders.h"
+#include "../../transposition/tt.h"
+#include "../../sliders/sliders.h"
 
 int32_t history[2][8][64];
 uint64_t root_nodes[4096];

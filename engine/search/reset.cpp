@@ -3,7 +3,7 @@
 #include "search.h"
 #include "ordering.h"
 #include "record.h"
-#include "../transposition/tt.h"
+#include "../../transposition/tt.h"
 
 void resetSearch() {
     memset(&search, 0, sizeof search);

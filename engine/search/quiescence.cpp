@@ -2,15 +2,15 @@
 // quiescence ply on), with delta pruning and an exchange test on the target square.
 #include <algorithm>
 #include "quiescence.h"
-#include "assertion.h"
-#include "attacks.h"
-#include "makemove.h"
-#include "movegen.h"
+#include "../board/assertion.h"
+#include "../board/attacks.h"
+#include "../board/makemove.h"
+#include "../board/movegen.h"
 #include "ordering.h"
 #include "record.h"
-#include "../sliders/sliders.h"
-#include "../transposition/tt.h"
-#include "../evaluation/evaluation.h"
+#include "../../sliders/sliders.h"
+#include "../../transposition/tt.h"
+#include "../../evaluation/evaluation.h"
 
 const int see_value[8] = {0, 100, 300, 300, 500, 900, 0, 0};
 

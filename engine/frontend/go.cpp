@@ -2,9 +2,9 @@
 #include <cstdio>
 #include <cstring>
 #include "go.h"
-#include "search.h"
-#include "record.h"
-#include "think.h"
+#include "../search/search.h"
+#include "../search/record.h"
+#include "../search/think.h"
 
 namespace {
 // The number after "<key> " anywhere in the line; 0 when missing, unreadable or negative.

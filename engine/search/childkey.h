@@ -1,8 +1,8 @@
 // The key of the position a move leads to, computed without making the move, so that the table
 // bucket of a child can be fetched from memory while its siblings are searched.
 #pragma once
-#include "board.h"
-#include "../transposition/tt.h"
+#include "../board/board.h"
+#include "../../transposition/tt.h"
 
 inline uint64_t childKey(const Ply* ply, Move m) {
     int to = moveTo(m), from = moveFrom(m), piece = movePiece(m);

@@ -4,15 +4,15 @@
 #include <cmath>
 #include <cstring>
 #include "alphabeta.h"
-#include "assertion.h"
+#include "../board/assertion.h"
 #include "childkey.h"
-#include "makemove.h"
-#include "movegen.h"
+#include "../board/makemove.h"
+#include "../board/movegen.h"
 #include "ordering.h"
 #include "quiescence.h"
 #include "record.h"
-#include "../transposition/tt.h"
-#include "../evaluation/evaluation.h"
+#include "../../transposition/tt.h"
+#include "../../evaluation/evaluation.h"
 
 uint8_t reductions[64][64];
 const int futility_margin[3] = {0, 200, 500};

@@ -1,12 +1,12 @@
 // "debug": the diagram, the static score and the legal moves in the order the search tries them.
 #include <cstdio>
 #include <cstdlib>
-#include "search.h"
-#include "movegen.h"
-#include "notation.h"
-#include "ordering.h"
-#include "record.h"
-#include "../evaluation/evaluation.h"
+#include "../search/search.h"
+#include "../board/movegen.h"
+#include "../board/notation.h"
+#include "../search/ordering.h"
+#include "../search/record.h"
+#include "../../evaluation/evaluation.h"
 
 namespace {
 // Best first, as the inner comparator orders them; lines wrap once past 69 columns.

@@ -4,7 +4,7 @@
 #include <cstring>
 #include "makemove.h"
 #include "assertion.h"
-#include "../transposition/tt.h"
+#include "../../transposition/tt.h"
 
 namespace {
 // Copies the carried-over block and points the new record's sides at its own attack records.

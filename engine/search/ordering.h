@@ -3,7 +3,7 @@
 #pragma once
 #include <cstdint>
 #include <utility>
-#include "board.h"
+#include "../board/board.h"
 
 extern int32_t history[2][8][64];   // colour to move, 7 - moving piece, to square
 extern uint64_t root_nodes[4096];   // nodes spent below each root move, by from and to squares

@@ -4,7 +4,7 @@
 #include "movegen.h"
 #include "attacks.h"
 #include "makemove.h"
-#include "../sliders/sliders.h"
+#include "../../sliders/sliders.h"
 
 namespace {
 constexpr Bitboard ALL_SQUARES = ~Bitboard(0);

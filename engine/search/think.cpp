@@ -5,11 +5,11 @@
 #include "think.h"
 #include "alphabeta.h"
 #include "clock.h"
-#include "movegen.h"
-#include "notation.h"
+#include "../board/movegen.h"
+#include "../board/notation.h"
 #include "record.h"
 #include "rootprobe.h"
-#include "../transposition/tt.h"
+#include "../../transposition/tt.h"
 
 namespace {
 void printFinalLines() {

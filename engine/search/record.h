@@ -3,7 +3,7 @@
 #pragma once
 #include <cstdint>
 #include <string>
-#include "board.h"
+#include "../board/board.h"
 
 constexpr int MATE = 30000;
 constexpr int INFINITE = 60000;

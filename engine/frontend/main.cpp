@@ -1,13 +1,13 @@
 // Start-up: tables first, then either a training tool or the engine with its command loop.
 #include <cstdio>
 #include <cstring>
-#include "board.h"
-#include "notation.h"
-#include "search.h"
+#include "../board/board.h"
+#include "../board/notation.h"
+#include "../search/search.h"
 #include "uci.h"
-#include "../sliders/sliders.h"
-#include "../transposition/tt.h"
-#include "../evaluation/evaluation.h"
+#include "../../sliders/sliders.h"
+#include "../../transposition/tt.h"
+#include "../../evaluation/evaluation.h"
 
 namespace {
 void reportProcessor() {

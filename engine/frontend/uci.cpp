@@ -5,12 +5,12 @@
 #include <cstring>
 #include <string>
 #include "uci.h"
-#include "input.h"
-#include "notation.h"
-#include "perft.h"
-#include "search.h"
-#include "../transposition/tt.h"
-#include "../evaluation/evaluation.h"
+#include "../search/input.h"
+#include "../board/notation.h"
+#include "../board/perft.h"
+#include "../search/search.h"
+#include "../../transposition/tt.h"
+#include "../../evaluation/evaluation.h"
 
 namespace {
 void identify() {

@@ -3,10 +3,10 @@
 #include "record.h"
 #include "clock.h"
 #include "input.h"
-#include "makemove.h"
-#include "movegen.h"
-#include "notation.h"
-#include "../transposition/tt.h"
+#include "../board/makemove.h"
+#include "../board/movegen.h"
+#include "../board/notation.h"
+#include "../../transposition/tt.h"
 
 SearchRecord search;
 

@@ -1,7 +1,7 @@
 // The search of captures and other tactical moves below the horizon.
 #pragma once
 #include <cstdint>
-#include "board.h"
+#include "../board/board.h"
 
 extern const int see_value[8];
 
