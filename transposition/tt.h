@@ -45,6 +45,10 @@ uint64_t hashfull();
 inline TTEntry* ttBucket(uint64_t key) {
     return transposition.entries ? transposition.entries + (key & transposition.mask) : nullptr;
 }
+// Starts loading a key's bucket into the cache ahead of its probe.
+inline void prefetchBucket(uint64_t key) {
+    if (TTEntry* bucket = ttBucket(key)) __builtin_prefetch(bucket);
+}
 void setRootPieces(int n);
 uint64_t probeTT(Ply* ply);
 Move probeMove(uint64_t key);

@@ -4,7 +4,6 @@
 #include <cstring>
 #include "makemove.h"
 #include "assertion.h"
-#include "../../transposition/tt.h"
 
 namespace {
 // Copies the carried-over block and points the new record's sides at its own attack records.
@@ -19,15 +18,9 @@ inline Ply* pushRecord(Ply* old) {
     next->mirror = black_moved ? 0 : MIRROR_BLACK;
     return next;
 }
-
-inline void prefetchBucket(uint64_t key) {
-    if (TTEntry* bucket = ttBucket(key)) __builtin_prefetch(bucket);
-}
 } // namespace
 
-namespace {
-template <bool prefetch>
-inline void playMove(Move m) {
+void makeMove(Move m) {
     Ply* old = curr_ply;
     old->move = m;
     int to = moveTo(m), from = moveFrom(m), piece = movePiece(m);
@@ -100,13 +93,7 @@ inline void playMove(Move m) {
     ply_index++;
     curr_ply = next;
     if (piece == PAWN || captured == PAWN) computePawnStructure();
-    if constexpr (prefetch) prefetchBucket(key);
 }
-} // namespace
-
-void makeMove(Move m) { playMove<true>(m); }
-
-void makeMoveWithoutPrefetch(Move m) { playMove<false>(m); }
 
 void makeNullMove() {
     Ply* old = curr_ply;
@@ -120,5 +107,4 @@ void makeNullMove() {
     next->pawn_ending = old->pawn_ending;
     ply_index++;
     curr_ply = next;
-    prefetchBucket(next->key);
 }

@@ -173,7 +173,7 @@ struct Generator {
         int e = lsb(ply->en_passant);
         FOR_EACH_SQUARE(from, P->pieces[PAWN] & pawn_attacks[O->info->colour][e]) {
             Move m = Move(e | (from << 6) | (6 << 12) | (PAWN << 20));
-            makeMoveWithoutPrefetch(m);
+            makeMove(m);
             bool illegal = isKingAttacked(curr_ply->opponent, curr_ply->player);
             bool check = isKingAttacked(curr_ply->player, curr_ply->opponent);
             takeBack();

@@ -3,5 +3,3 @@
 #include <cstdint>
 
 uint64_t perft(int depth, int target);
-void perftCommand(const char* line);
-void printSpeedReport(uint64_t nodes, uint64_t ms);

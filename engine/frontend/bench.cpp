@@ -3,7 +3,7 @@
 #include "../search/search.h"
 #include "../search/clock.h"
 #include "../board/notation.h"
-#include "../board/perft.h"
+#include "frontend.h"
 #include "../search/record.h"
 #include "../search/think.h"
 

@@ -1,7 +1,7 @@
 // "debug": the diagram, the static score and the legal moves in the order the search tries them.
 #include <cstdio>
 #include <cstdlib>
-#include "../search/search.h"
+#include "frontend.h"
 #include "../board/movegen.h"
 #include "../board/notation.h"
 #include "../search/ordering.h"

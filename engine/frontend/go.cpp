@@ -1,6 +1,7 @@
 // The "go" command: limits from the line, one search, then the per-search state is cleared.
 #include <cstdio>
 #include <cstring>
+#include "frontend.h"
 #include "go.h"
 #include "../search/search.h"
 #include "../search/record.h"

@@ -3,6 +3,8 @@
 #include <cstring>
 #include "../board/board.h"
 #include "../board/notation.h"
+#include "../search/alphabeta.h"
+#include "../search/ordering.h"
 #include "../search/search.h"
 #include "uci.h"
 #include "../../sliders/sliders.h"

@@ -7,7 +7,7 @@
 #include "uci.h"
 #include "../search/input.h"
 #include "../board/notation.h"
-#include "../board/perft.h"
+#include "frontend.h"
 #include "../search/search.h"
 #include "../../transposition/tt.h"
 #include "../../evaluation/evaluation.h"

@@ -81,7 +81,7 @@ int alphaBeta(int ply, int depth, int alpha, int beta, uint32_t in_check) {
     }
 
     if (prune && ply_index > 0 && (node - 1)->move != 0 && eval > beta && r >= 3) {
-        makeNullMove();
+        makeNullMoveAndPrefetch();
         int s = -alphaBeta(ply + 1, depth - 3 - r / 4, -beta, -alpha, 0);
         takeBack();
         if (s >= beta) return eval;
@@ -92,7 +92,7 @@ int alphaBeta(int ply, int depth, int alpha, int beta, uint32_t in_check) {
         for (int i = 0; i < count; i++) {
             Move m = selectMove<ORDER_PLAIN>(i);
             if (!(m & (CAPTURE_MASK | PROMOTION_MASK))) break;
-            makeMove(m);
+            makeMoveAndPrefetch(m);
             uint32_t gives_check = m & GIVES_CHECK;
             int s = -quiescence(ply + 1, ply + 1, -t, -t + 1, gives_check);
             if (s >= t) s = -alphaBeta(ply + 1, depth - 4, -t, -t + 1, gives_check);
@@ -143,7 +143,7 @@ int alphaBeta(int ply, int depth, int alpha, int beta, uint32_t in_check) {
         }
         if (prune && quiets >= 3) R = reductions[r][std::min(i, 63)];
 
-        makeMove(m);
+        makeMoveAndPrefetch(m);
         uint32_t gives_check = m & GIVES_CHECK;
         int s;
         if (i == 0) {

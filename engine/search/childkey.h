@@ -1,7 +1,9 @@
-// The key of the position a move leads to, computed without making the move, so that the table
-// bucket of a child can be fetched from memory while its siblings are searched.
+// Fetching table buckets ahead of their probes. The key of the position a move leads to is computed
+// without making the move, so that the bucket of a child can be fetched from memory while its
+// siblings are searched; a move the search makes fetches the bucket of the new position at once.
 #pragma once
 #include "../board/board.h"
+#include "../board/makemove.h"
 #include "../../transposition/tt.h"
 
 inline uint64_t childKey(const Ply* ply, Move m) {
@@ -29,4 +31,14 @@ inline uint64_t childKey(const Ply* ply, Move m) {
 // Fetches the table buckets of the children that moves[first..] lead to, while a sibling is searched.
 inline void prefetchChildren(const Ply* ply, int first) {
     for (int i = first; i < ply->generated; i++) __builtin_prefetch(ttBucket(childKey(ply, ply->moves[i])));
+}
+
+inline void makeMoveAndPrefetch(Move m) {
+    makeMove(m);
+    prefetchBucket(curr_ply->key);
+}
+
+inline void makeNullMoveAndPrefetch() {
+    makeNullMove();
+    prefetchBucket(curr_ply->key);
 }

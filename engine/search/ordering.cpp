@@ -74,7 +74,7 @@ bool hashMoveIsValid(Move m) {
     }
     if (!(reach & bit(to))) return false;
     if (type != PAWN && movePromotion(m)) return false;
-    makeMove(m);
+    makeMoveAndPrefetch(m);
     bool exposed = isKingAttacked(curr_ply->opponent, curr_ply->player);
     takeBack();
     return !exposed;

@@ -6,6 +6,7 @@
 #include "../board/attacks.h"
 #include "../board/makemove.h"
 #include "../board/movegen.h"
+#include "childkey.h"
 #include "ordering.h"
 #include "record.h"
 #include "../../sliders/sliders.h"
@@ -105,7 +106,7 @@ int quiescence(int ply, int depth, int alpha, int beta, uint32_t in_check) {
             if (delta_base + see_value[captured] < alpha) continue;
             if (see_value[captured] < see_value[movePiece(m)] && exchangeLoses(m)) continue;
         }
-        makeMove(m);
+        makeMoveAndPrefetch(m);
         uint32_t gives_check = m & GIVES_CHECK;
         int s;
         if (!searched) {

@@ -3,8 +3,3 @@
 
 void resetSearch();
 void newGame();
-void goCommand(const char* line);
-void benchCommand();
-void debugCommand();
-void initReductions();
-void initCentrality();
