@@ -1,11 +1,14 @@
-// Start-up: tables first, then either a training tool or the engine with its command loop.
+// Start-up: tables first, then either a training tool, the bench, or the engine with its command loop.
 #include <cstdio>
 #include <cstring>
+#include <fcntl.h>
+#include <unistd.h>
 #include "../board/board.h"
 #include "../board/notation.h"
 #include "../search/alphabeta.h"
 #include "../search/ordering.h"
 #include "../search/search.h"
+#include "frontend.h"
 #include "uci.h"
 #include "../../sliders/sliders.h"
 #include "../../transposition/tt.h"
@@ -22,6 +25,25 @@ void reportProcessor() {
         if (has[i]) printf("%s%s", separator, names[i]), separator = ", ";
     printf("\n");
 }
+
+// Reads the arguments that are not training tools: true when "bench" is among them. Anything else
+// is named in a notice and otherwise ignored, since some GUIs pass arguments of their own.
+bool readArguments(int argc, char** argv) {
+    bool bench = false;
+    for (int i = 1; i < argc; i++) {
+        if (!strcmp(argv[i], "bench")) bench = true;
+        else printf("info string Unknown argument '%s' (accepted: bench, -analyse=FILE, -score=FILE)\n", argv[i]);
+    }
+    return bench;
+}
+
+// Nobody talks to a bench started from the command line, and its searches stop at waiting input:
+// standard input becomes empty so that stray input (a terminal, a test harness's pipe) cannot cut
+// them short and change the node count.
+void detachInput() {
+    int null_input = open("/dev/null", O_RDONLY);
+    if (null_input >= 0 && dup2(null_input, 0) >= 0 && null_input != 0) close(null_input);
+}
 } // namespace
 
 int main(int argc, char** argv) {
@@ -35,10 +57,16 @@ int main(int argc, char** argv) {
     }
     printf("%s ('quit' to exit)\n", ENGINE_NAME);
     reportProcessor();
+    bool bench = readArguments(argc, argv);
     initReductions();
     initSyzygy("<empty>");
     createTT(128);
     setPosition(START_FEN, nullptr, nullptr);
     newGame();
+    if (bench) {
+        detachInput();
+        benchCommand();
+        quitEngine();
+    }
     commandLoop();
 }
