@@ -89,6 +89,8 @@ grep -n -i -E 'illegal|unknown|protocol|error|not legal|invalid|not supported' "
 grep -n -E 'Unknown command|Invalid position|Invalid perft|invalid size|Assertion|Unknown argument|ERROR|[Ee]rror' \
     "$work/vireo_polyglot.log" | head -20 > "$work/polyglot.complaints" || true
 [ -s "$work/polyglot.complaints" ] && { cat "$work/polyglot.complaints"; fail "complaints in polyglot's log of Vireo"; }
+# The engines' error streams go to xboard's own output.
+grep -n -E 'Assertion|Segmentation|core dumped|Aborted' "$work/xboard.out" && fail "an engine failed (xboard.out)"
 [ "$status" -eq 0 ] || fail "xboard ended with status $status"
 
 echo "== score"
