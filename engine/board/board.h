@@ -1,4 +1,7 @@
-// The position record, the move word and the ply stack.
+// The board and rules. This chief header holds the position record, the move word and the ply
+// stack; beside it are attacks (constant attack tables), movegen (legal moves), makemove
+// (copy-make), notation and fen (text in and out), perft (path counts) and assertion (the
+// consistency checks every part uses). The board includes nothing above it; sliders/ is its peer.
 #pragma once
 #include <cstdint>
 #include <cstddef>

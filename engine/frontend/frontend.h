@@ -1,4 +1,6 @@
-// The commands of the front end that the command loop carries out.
+// The front end. This chief header holds the commands the loop carries out; beside it are main
+// (start-up, the training tools and "vireo bench"), uci (the command loop), go (limits from a
+// "go" line), perft_command, bench and debug. The front end may include anything.
 #pragma once
 #include <cstdint>
 

@@ -3,12 +3,10 @@
 #include <cstring>
 #include <fcntl.h>
 #include <unistd.h>
-#include "../board/board.h"
+#include "../engine.h"
 #include "../board/notation.h"
 #include "../search/alphabeta.h"
 #include "../search/ordering.h"
-#include "../search/search.h"
-#include "frontend.h"
 #include "uci.h"
 #include "../../sliders/sliders.h"
 #include "../../transposition/tt.h"

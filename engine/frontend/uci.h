@@ -1,4 +1,4 @@
-// The UCI command loop and the per-game resets.
+// The UCI command loop.
 #pragma once
 
 constexpr const char* ENGINE_NAME = "Vireo 0.7 x64";
