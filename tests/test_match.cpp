@@ -528,4 +528,27 @@ TEST(Match, OpeningsFile) {
     std::filesystem::remove_all(dir);
 }
 
+// The committed opening set is what bench/sprt.sh plays: every line must be usable, and none twice.
+TEST(Match, CommittedOpenings) {
+    if (!haveStockfish()) GTEST_SKIP() << "no referee: " << STOCKFISH << " is not installed";
+    signal(SIGPIPE, SIG_IGN);
+    std::string path = std::string(VIREO_SOURCE_DIR) + "/bench/openings.txt";
+    std::ifstream in(path);
+    ASSERT_TRUE(in) << path;
+    std::set<std::string> lines;
+    size_t listed = 0;
+    for (std::string line; std::getline(in, line);)
+        if (!line.empty() && line[0] != '#') {
+            listed++;
+            lines.insert(line);
+        }
+    EXPECT_EQ(lines.size(), listed) << "an opening is listed twice";
+    EXPECT_GE(listed, 500u);
+    Referee referee{STOCKFISH, {}};
+    auto openings = readOpenings(path, referee);
+    stopProcess(referee.process);
+    EXPECT_EQ(openings.size(), listed);
+    for (auto& opening : openings) EXPECT_EQ(opening.size(), 8u);
+}
+
 }  // namespace
