@@ -221,7 +221,7 @@ TEST(Match, Summary) {
               "Score of One: W 1  D 0  L 1  (50.0%)\n"
               "Elo difference: +0.0 +/- inf (95%), LOS 50.0%\n"
               "SPRT elo0 0, elo1 10: LLR -0.03 (-2.94, 2.94), no decision yet after 2 games (1 pairs)\n"
-              "Pairs by points 0 1/2 1 3/2 2: 0 0 1 0 0; Elo from pairs +0.0 +/- 0.0 (95%), LOS 50.0%\n"
+              "Pairs by points 0 1/2 1 3/2 2: 0 0 1 0 0; Elo from pairs +0.0 +/- inf (95%), LOS 50.0%\n"
               "Endings:  checkmate 1  time loss 1\n"
               "illegal move: 0 (engine1 0, engine2 0)\n"
               "crash: 0 (engine1 0, engine2 0)\n"

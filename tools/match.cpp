@@ -823,7 +823,9 @@ EloEstimate pairElo(const PairCounts& counts) {
     e.elo = (s > 0 && s < 1) ? eloFromScore(s) : std::nan("");
     double deviation = std::sqrt(m.variance / m.pairs);
     double low = s - 1.959963985 * deviation, high = s + 1.959963985 * deviation;
-    e.margin = (low > 0 && high < 1) ? (eloFromScore(high) - eloFromScore(low)) / 2 : std::nan("");
+    // Pairs that all came out alike say nothing yet about the spread: no error bar then.
+    bool spread = deviation > 0 && low > 0 && high < 1;
+    e.margin = spread ? (eloFromScore(high) - eloFromScore(low)) / 2 : std::nan("");
     e.los = deviation > 0 ? 0.5 * (1 + std::erf((s - 0.5) / (deviation * std::sqrt(2.0)))) : (s > 0.5 ? 1 : s < 0.5 ? 0 : 0.5);
     return e;
 }
