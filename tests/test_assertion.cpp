@@ -12,12 +12,13 @@ TEST(AssertionDeathTest, CapturedKingIsReportedAndLogged) {
     setUp("4k3/8/8/8/8/8/8/4K2R w - - 0 1");
     // A word that captures the king: never generated, so only a corrupt caller could pass it.
     Move bad = makeMoveWord(7, 60, ROOK, KING);
-    EXPECT_DEATH(makeMove(bad), "Assertion failed: captured < 6, file .*makemove.cpp, line [0-9]+");
+    EXPECT_DEATH(makeMove(bad), "Assertion failed: captured < 6, file makemove\\.cpp, line [0-9]+\n");
     std::istringstream log(dir.read("vireo.log"));
     std::string line;
     ASSERT_TRUE(std::getline(log, line));
     EXPECT_TRUE(line.rfind("Assertion error : captured < 6 (file ", 0) == 0) << line;
-    EXPECT_NE(line.find("makemove.cpp, line "), std::string::npos) << line;
+    // The file by its name alone, wherever the tree was built.
+    EXPECT_TRUE(line.rfind("Assertion error : captured < 6 (file makemove.cpp, line ", 0) == 0) << line;
 }
 
 TEST(AssertionDeathTest, ReportGoesOnWithoutALogFile) {
