@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <sys/stat.h>
 #include "evaluation.h"
 #include "feature_rows.h"
 #include "features.h"
@@ -15,10 +16,30 @@ namespace {
 
 constexpr int LINE_SIZE = 256; // longer lines are read in pieces, each taken as a line of its own
 
-FILE* openOrComplain(const char* name, const char* mode) {
-    FILE* file = fopen(name, mode);
-    if (!file) fprintf(stderr, "Cannot open '%s'\n", name);
+// An input that reads as a file of lines: fopen also opens a directory, whose first read then fails.
+FILE* openInput(const char* name) {
+    FILE* file = fopen(name, "r");
+    struct stat about;
+    bool readable = file && fstat(fileno(file), &about) == 0 && !S_ISDIR(about.st_mode);
+    if (readable) {
+        int first = getc(file);
+        readable = !ferror(file);
+        if (first != EOF) ungetc(first, file);
+    }
+    if (!readable) {
+        fprintf(stderr, "Cannot open '%s'\n", name);
+        if (file) fclose(file);
+        return nullptr;
+    }
     return file;
+}
+
+// Whether the named file exists and is the open input itself (also through a link): writing it
+// would destroy the input before it is read.
+bool isSameFile(FILE* input, const char* name) {
+    struct stat in, out;
+    return fstat(fileno(input), &in) == 0 && stat(name, &out) == 0 && in.st_dev == out.st_dev &&
+           in.st_ino == out.st_ino;
 }
 
 void reportIgnored(unsigned long long lines, unsigned long long samples) {
@@ -54,10 +75,12 @@ bool readLabelledPosition(const char* line, int* stock_eval) {
 
 int analyseTool(const char* file_name) {
     const char* output_name = "features.csv";
-    FILE* file_in = openOrComplain(file_name, "r");
+    FILE* file_in = openInput(file_name);
     if (!file_in) return 1;
-    FILE* file_ou = openOrComplain(output_name, "w");
+    // The output is created only now that the input is known to be readable, and never over it.
+    FILE* file_ou = isSameFile(file_in, output_name) ? nullptr : fopen(output_name, "w");
     if (!file_ou) {
+        fprintf(stderr, "Cannot open '%s'\n", output_name);
         fclose(file_in);
         return 1;
     }
@@ -81,7 +104,7 @@ int analyseTool(const char* file_name) {
 }
 
 int scoreTool(const char* file_name) {
-    FILE* file_in = openOrComplain(file_name, "r");
+    FILE* file_in = openInput(file_name);
     if (!file_in) return 1;
     // One line per disagreement: buffer them rather than write each on its own.
     static char output_buffer[1 << 16];

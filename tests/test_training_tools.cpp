@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <sstream>
 #include <string>
+#include <unistd.h>
 #include "tests/scratch_dir.h"
 #include "engine/board/notation.h"
 
@@ -127,4 +128,34 @@ TEST(TrainingTools, UnopenableFiles) {
     r = dir.run("-analyse=positions.txt");
     EXPECT_EQ(r.status, 1);
     EXPECT_EQ(r.err, "Cannot open 'features.csv'\n");
+}
+
+// A directory is no file of lines; the output is written only once the input is known to be
+// readable, and never over the input itself.
+TEST(TrainingTools, InputsThatAreNotFilesOfLines) {
+    ScratchDir dir;
+    dir.makeDirectory("folder");
+    for (const std::string tool : {"-analyse=", "-score="}) {
+        for (const std::string name : {"folder", "/tmp", "."}) {
+            dir.write("features.csv", "rows of an earlier run\n");
+            EngineRun r = dir.run(tool + name);
+            EXPECT_EQ(r.status, 1) << tool << name;
+            EXPECT_EQ(r.err, "Cannot open '" + name + "'\n") << tool << name;
+            EXPECT_EQ(r.out, "") << tool << name;
+            EXPECT_EQ(dir.read("features.csv"), "rows of an earlier run\n") << tool << name;
+        }
+    }
+    // Its own output as input: refused, and the file stays as it was, also through a link.
+    std::string rows = std::string(START_FEN) + ";0.35\n";
+    dir.write("features.csv", rows);
+    ASSERT_EQ(link((dir.path() + "/features.csv").c_str(), (dir.path() + "/linked.txt").c_str()), 0);
+    for (const std::string& name : std::vector<std::string>{"features.csv", "./features.csv", dir.path() + "/features.csv", "linked.txt"}) {
+        EngineRun r = dir.run("-analyse=" + name);
+        EXPECT_EQ(r.status, 1) << name;
+        EXPECT_EQ(r.err, "Cannot open 'features.csv'\n") << name;
+        EXPECT_EQ(dir.read("features.csv"), rows) << name;
+    }
+    // Scoring reads it without harm.
+    EXPECT_EQ(dir.run("-score=features.csv").status, 0);
+    EXPECT_EQ(dir.read("features.csv"), rows);
 }
