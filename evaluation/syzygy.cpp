@@ -5,6 +5,7 @@
 #include <unistd.h>
 #include <tbprobe.h>
 #include "evaluation.h"
+#include "syzygy_path.h"
 #include "../engine/board/assertion.h"
 
 namespace {
@@ -24,12 +25,13 @@ void withErrorsMuted(F release) {
 }
 } // namespace
 
-void initSyzygy(const char* path) {
+void initSyzygy(const char* value) {
     // "<empty>" is Fathom's own name for no tables: it releases the loaded ones and succeeds
     // without touching the count, so the count is cleared here.
     withErrorsMuted([] { tb_init("<empty>"); });
     TB_LARGEST = 0;
-    bool loaded = tb_init(path) && TB_LARGEST > 2;
+    std::string path = cleanSyzygyPath(value);
+    bool loaded = tb_init(path.c_str()) && TB_LARGEST > 2;
     printf("info debug Initialisation of Syzygy : %s", loaded ? "success" : "failure");
     if (loaded) {
         printf(" (%i pieces)\n", int(TB_LARGEST));
