@@ -48,13 +48,19 @@ TEST(Go, ClockAllocation) {
     EXPECT_EQ(limitsOf(BLACK_TO_MOVE, "go wtime 60000 btime 50000 winc 1000 binc 2000"),
               (Limits{LIMIT_CLOCK, 0, 49000, 49000 / 40 + 2000 - 25}));
     EXPECT_EQ(limitsOf(BLACK_TO_MOVE, "go btime 800"), (Limits{LIMIT_CLOCK, 0, 0, 0}));
-    EXPECT_EQ(limitsOf(WHITE_TO_MOVE, "go wtime 10000 movestogo 1"), (Limits{LIMIT_CLOCK, 0, 9000, 8975}));
-    EXPECT_EQ(limitsOf(WHITE_TO_MOVE, "go wtime 100000 btime 100000 movestogo 0"), (Limits{LIMIT_CLOCK, 0, 99000, 98975}));
+    // One move to go would spend the whole reserve: half of what is left beyond 50 ms is the most.
+    EXPECT_EQ(limitsOf(WHITE_TO_MOVE, "go wtime 10000 movestogo 1"), (Limits{LIMIT_CLOCK, 0, 9000, 4975}));
+    EXPECT_EQ(limitsOf(WHITE_TO_MOVE, "go wtime 100000 btime 100000 movestogo 0"), (Limits{LIMIT_CLOCK, 0, 99000, 49975}));
     EXPECT_EQ(limitsOf(WHITE_TO_MOVE, "go wtime 1000 btime 1000"), (Limits{LIMIT_CLOCK, 0, 0, 0}));
     EXPECT_EQ(limitsOf(WHITE_TO_MOVE, "go ponder wtime 30000 btime 30000"), (Limits{LIMIT_CLOCK, 0, 29000, 700}));
     // Negative values count as 0; a value that cannot be read too.
     EXPECT_EQ(limitsOf(WHITE_TO_MOVE, "go wtime -50 btime 5000 winc -10"), (Limits{LIMIT_CLOCK, 0, 0, 0}));
     EXPECT_EQ(limitsOf(WHITE_TO_MOVE, "go wtime 41000 winc x"), (Limits{LIMIT_CLOCK, 0, 40000, 975}));
     EXPECT_EQ(limitsOf(WHITE_TO_MOVE, "go wtime 41000 movestogo x"), (Limits{LIMIT_CLOCK, 0, 40000, 975}));
-    EXPECT_EQ(limitsOf(WHITE_TO_MOVE, "go winc 3000"), (Limits{LIMIT_CLOCK, 0, 0, 2975}));
+    // The increment arrives only after the move: a clock below it caps the time at half of the
+    // clock beyond 50 ms.
+    EXPECT_EQ(limitsOf(WHITE_TO_MOVE, "go winc 3000"), (Limits{LIMIT_CLOCK, 0, 0, 0}));
+    EXPECT_EQ(limitsOf(WHITE_TO_MOVE, "go wtime 10 btime 10 winc 1000 binc 1000"), (Limits{LIMIT_CLOCK, 0, 0, 0}));
+    EXPECT_EQ(limitsOf(BLACK_TO_MOVE, "go wtime 60000 btime 450 winc 100 binc 1000"), (Limits{LIMIT_CLOCK, 0, 0, 200}));
+    EXPECT_EQ(limitsOf(WHITE_TO_MOVE, "go wtime 1200 btime 1200 winc 2000 binc 2000"), (Limits{LIMIT_CLOCK, 0, 200, 575}));
 }

@@ -148,6 +148,13 @@ TEST(SearchE2E, ClockLimits) {
         EXPECT_TRUE(findMove(out.bestmove)) << command << ": " << out.bestmove;
         EXPECT_LT(out.ms, 1000u) << command;
     }
+    // Less on the clock than the increment: the increment comes only after the move, so the answer
+    // must come well within the 10 ms left (a margin for a loaded machine).
+    for (const char* command : {"go wtime 10 btime 10 winc 1000 binc 1000", "go wtime 100 btime 100 winc 5000 binc 5000"}) {
+        SearchOutput out = go(*engine, position, command);
+        EXPECT_TRUE(findMove(out.bestmove)) << command << ": " << out.bestmove;
+        EXPECT_LT(out.ms, 250u) << command;
+    }
     // 5000 ms left, 40 moves to go: 4000 / 40 - 25 = 75 ms.
     SearchOutput out = go(*engine, position, "go wtime 5000 btime 5000");
     EXPECT_TRUE(findMove(out.bestmove)) << out.bestmove;

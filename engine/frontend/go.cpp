@@ -63,6 +63,11 @@ void setLimits(const char* line) {
         search.reserve = remaining > 1000 ? remaining - 1000 : 0;
         unsigned long long per = search.reserve / movestogo + increment;
         search.movetime = per > 25 ? per - 25 : 0;
+        // The increment is credited only after the move: with less on the clock than the increment,
+        // the rule above would spend time that is not there. Never more than half of what is left
+        // beyond a 50 ms margin for the interface.
+        unsigned long long safe = remaining > 50 ? (remaining - 50) / 2 : 0;
+        if (search.movetime > safe) search.movetime = safe;
         search.limit = LIMIT_CLOCK;
     }
 }
