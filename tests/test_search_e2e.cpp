@@ -136,6 +136,30 @@ TEST(SearchE2E, TimeLimitsAndStoppingByInput) {
     EXPECT_TRUE(engine->waitExit(5000));
 }
 
+// Input that ends: a search with a limit of its own runs to it, "go infinite" ends at once since no
+// "stop" can come any more; either way "bestmove" is printed and the engine ends as on "quit".
+TEST(SearchE2E, EndOfInputDuringASearch) {
+    const char* middle = "r1bq1rk1/pp2bppp/2n1pn2/3p4/2PP4/2N1PN2/PP3PPP/R2QKB1R w KQ - 0 9";
+    setUp(middle);
+    for (const char* command : {"go infinite", "go movetime 400"}) {
+        std::unique_ptr<EngineProcess> engine(startEngine());
+        engine->send(std::string("position fen ") + middle);
+        engine->send(command);
+        uint64_t sent = clockMs();
+        usleep(100000);
+        engine->closeInput();
+        SearchOutput out = readSearch(*engine, sent, 5000);
+        EXPECT_TRUE(findMove(out.bestmove)) << command << ": " << out.bestmove;
+        if (std::string(command) == "go infinite") {
+            EXPECT_LT(out.ms, 1000u) << command;
+        } else {
+            EXPECT_GE(out.ms, 350u) << command;
+        }
+        ASSERT_TRUE(engine->waitExit(3000)) << command;
+        EXPECT_TRUE(WIFEXITED(engine->status()) && WEXITSTATUS(engine->status()) == 0) << command;
+    }
+}
+
 TEST(SearchE2E, ClockLimits) {
     std::unique_ptr<EngineProcess> engine(startEngine());
     const char* middle = "r1bq1rk1/pp2bppp/2n1pn2/3p4/2PP4/2N1PN2/PP3PPP/R2QKB1R w KQ - 0 9";

@@ -32,6 +32,7 @@ void setLimits(const char* line) {
     search.depth = 0;
     search.reserve = 0;
     search.movetime = 0;
+    search.infinite = 0;
     int depth;
     unsigned long long movetime;
     if (!strcmp(line, "go")) {
@@ -40,6 +41,7 @@ void setLimits(const char* line) {
     } else if (!strcmp(line, "go infinite")) {
         search.limit = LIMIT_TIME;
         search.movetime = 1000000000;
+        search.infinite = 1;
     } else if (sscanf(line, "go depth %i", &depth) == 1) {
         search.limit = LIMIT_DEPTH;
         search.depth = depth;

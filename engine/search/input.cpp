@@ -2,6 +2,7 @@
 // line is waiting by looking at the buffer and asking the descriptor, without reading it.
 #include <cstdio>
 #include <cerrno>
+#include <poll.h>
 #include <unistd.h>
 #include <sys/ioctl.h>
 #include "input.h"
@@ -72,4 +73,21 @@ bool inputWaiting() {
     if (end_of_input) return false;
     int waiting = 0;
     return ioctl(0, FIONREAD, &waiting) == 0 && waiting > 0;
+}
+
+bool inputEnded() {
+    if (buffer_pos < buffer_len) return false;
+    if (end_of_input) return true;
+    pollfd p{0, POLLIN, 0};
+    if (poll(&p, 1, 0) != 1) return false; // nothing to read yet: the interface may still write
+    // Readable, so this read does not block: it returns either bytes, kept for readCommand, or the end.
+    ssize_t n = read(0, buffer, sizeof buffer);
+    if (n > 0) {
+        buffer_len = size_t(n);
+        buffer_pos = 0;
+        return false;
+    }
+    if (n < 0 && (errno == EINTR || errno == EAGAIN)) return false;
+    end_of_input = true;
+    return true;
 }

@@ -10,3 +10,7 @@ bool readCommand();
 
 // True when unread bytes wait in the engine's buffer or on descriptor 0.
 bool inputWaiting();
+
+// True when standard input has ended: nothing is buffered and a read returns end of file.
+// Never waits; any bytes it finds stay buffered for readCommand.
+bool inputEnded();

@@ -40,6 +40,8 @@ void checkTimeNow() {
     if (search.limit != LIMIT_DEPTH && search.elapsed >= search.movetime) search.stop = 1;
     // Any line at all ends the search; the command loop reads it afterwards.
     if (inputWaiting()) search.stop = 1;
+    // A search that waits for "stop" cannot get one once input has ended (a GUI that crashed).
+    else if (search.infinite && inputEnded()) search.stop = 1;
     if (search.nodes % 2000000 == 0) {
         refreshNps();
         printf("info depth %i currmove %s currmovenumber %i time %llu nodes %llu nps %llu hashfull %i\n",

@@ -28,6 +28,7 @@ struct SearchRecord {
     uint64_t elapsed;
     uint64_t nodes;
     uint64_t nps;
+    uint32_t infinite; // "go infinite": only a line can end it, so the end of input ends it too
 };
 
 extern SearchRecord search;
