@@ -1,6 +1,7 @@
 // The search through the real binary, as a GUI drives it: limits, stopping by input, output formats,
 // mates, game-over answers, the hash option and the tablebase answer at the root.
 #include <gtest/gtest.h>
+#include <iostream>
 #include <regex>
 #include <tbprobe.h>
 #include "tests/engine_process.h"
@@ -278,6 +279,49 @@ TEST(SearchE2E, HashOptionAndTableLifetime) {
     EXPECT_EQ(hashfullOf(out.lines[0]), 0) << out.lines[0];
     engine->send("quit");
     EXPECT_TRUE(engine->waitExit(5000));
+}
+
+// A big table keeps the clock: its pages are committed when it is created, so neither the first
+// search nor the first after "ucinewgame" pays for page faults. 2 GB is what this suite can take
+// beside the other tests; a machine that cannot back it halves the size, which is then what runs.
+TEST(SearchE2E, BigTableKeepsTheClock) {
+    std::unique_ptr<EngineProcess> engine(startEngine());
+    const char* middle = "r1bq1rk1/pp2bppp/2n1pn2/3p4/2PP4/2N1PN2/PP3PPP/R2QKB1R w KQ - 0 9";
+    setUp(middle);
+    std::string position = std::string("position fen ") + middle;
+    engine->send("setoption name Hash value 2048");
+    engine->send("isready");
+    std::vector<std::string> created = engine->readUntil("readyok", 60000);
+    ASSERT_FALSE(created.empty());
+    EXPECT_EQ(created.back(), "readyok");
+    std::string size;
+    for (const std::string& line : created)
+        if (line.rfind("info debug Creation of Transposition Table : success", 0) == 0) size = line;
+    ASSERT_FALSE(size.empty()) << "no table was created";
+    if (size != "info debug Creation of Transposition Table : success (2048 MB)") {
+        std::cout << "note: this machine gave " << size << "\n";
+    }
+    for (int round = 0; round < 3; round++) {
+        SearchOutput out = go(*engine, position, "go movetime 100");
+        EXPECT_TRUE(findMove(out.bestmove)) << out.bestmove;
+        EXPECT_GE(out.ms, 100u) << "round " << round;
+        EXPECT_LT(out.ms, 300u) << "round " << round;
+        // A new game clears the table before the next round; the interface waits for "readyok".
+        engine->send("ucinewgame");
+        engine->send("isready");
+        std::vector<std::string> ready = engine->readUntil("readyok", 30000);
+        ASSERT_FALSE(ready.empty());
+        EXPECT_EQ(ready.back(), "readyok");
+    }
+    // A game under a clock with the big table: every answer well inside its allotted time.
+    for (int move = 0; move < 3; move++) {
+        SearchOutput out = go(*engine, position, "go wtime 2000 btime 2000 winc 20 binc 20");
+        EXPECT_TRUE(findMove(out.bestmove)) << out.bestmove;
+        EXPECT_LT(out.ms, 200u) << "move " << move; // 1000 / 40 + 20 - 25 = 20 ms allotted
+    }
+    engine->send("setoption name Hash value 1");
+    engine->send("quit");
+    EXPECT_TRUE(engine->waitExit(10000));
 }
 
 TEST(SearchE2E, TablebaseAnswerAtTheRoot) {
