@@ -5,6 +5,7 @@
 #include <unistd.h>
 #include <tbprobe.h>
 #include "evaluation.h"
+#include "syzygy_check.h"
 #include "syzygy_path.h"
 #include "../engine/board/assertion.h"
 
@@ -31,7 +32,9 @@ void initSyzygy(const char* value) {
     withErrorsMuted([] { tb_init("<empty>"); });
     TB_LARGEST = 0;
     std::string path = cleanSyzygyPath(value);
-    bool loaded = tb_init(path.c_str()) && TB_LARGEST > 2;
+    // Fathom trusts every file it accepts, and a damaged one would crash the engine at its first
+    // probe; it cannot be told to leave one file out, so a damaged file refuses the whole path.
+    bool loaded = checkTableFiles(path) && tb_init(path.c_str()) && TB_LARGEST > 2;
     printf("info debug Initialisation of Syzygy : %s", loaded ? "success" : "failure");
     if (loaded) {
         printf(" (%i pieces)\n", int(TB_LARGEST));

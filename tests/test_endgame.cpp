@@ -1,5 +1,8 @@
 // Endgame knowledge: the king and pawn bitbase (regenerated and compared, and checked against the
 // Syzygy tables), the three-man rules, and the tablebase probe with its conditions.
+#include <filesystem>
+#include <fstream>
+#include <random>
 #include <sstream>
 #include <tbprobe.h>
 #include "tests/evaluation_fixture.h"
@@ -9,6 +12,7 @@
 #include "evaluation/endgame.h"
 #include "evaluation/evaluation.h"
 #include "evaluation/kpk.h"
+#include "evaluation/syzygy_check.h"
 #include "evaluation/syzygy_path.h"
 
 namespace {
@@ -205,4 +209,95 @@ TEST(Endgame, SyzygyPathWithEmptyParts) {
                                                  "info debug Initialisation of Syzygy : success (4 pieces)"}));
     EXPECT_EQ(answers, 5);
     EXPECT_EQ(run.err, "");
+}
+
+namespace {
+std::string fileBytes(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::stringstream bytes;
+    bytes << in.rdbuf();
+    return bytes.str();
+}
+
+void writeBytes(const std::string& path, const std::string& bytes) {
+    std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
+}
+} // namespace
+
+// The look at table files before the library gets them: every real table passes; damage to the
+// header, to the sizes or to the pairs tree is named.
+TEST(Endgame, TableFileChecks) {
+    if (!haveSyzygy()) GTEST_SKIP() << "no Syzygy tables in " << syzygyDir();
+    int checked = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(syzygyDir())) {
+        std::string reason;
+        EXPECT_TRUE(checkTableFile(entry.path().string(), &reason)) << entry.path() << ": " << reason;
+        checked++;
+    }
+    EXPECT_GE(checked, 2);
+
+    ScratchDir dir;
+    std::string good = fileBytes(syzygyDir() + "/KRvKR.rtbw");
+    ASSERT_GT(good.size(), 600u);
+    auto reasonFor = [&](const std::string& name, const std::string& bytes) {
+        writeBytes(dir.path() + "/" + name, bytes);
+        std::string reason = "passed";
+        checkTableFile(dir.path() + "/" + name, &reason);
+        return reason;
+    };
+    EXPECT_EQ(reasonFor("KRvKR.rtbw", good), "passed");
+    EXPECT_EQ(reasonFor("KRvKR.rtbz", good), "wrong magic number");
+    EXPECT_EQ(reasonFor("KQvKR.rtbw", good), "the pieces do not fit the name");
+    EXPECT_EQ(reasonFor("KRvKR.rtbw", good.substr(0, good.size() - 64)), "its size does not match its header");
+    EXPECT_EQ(reasonFor("KRvKR.rtbw", good + std::string(64, 0)), "its size does not match its header");
+    EXPECT_EQ(reasonFor("KRvKR.rtbw", good.substr(0, 3)), "shorter than its header");
+    std::string flags = good;
+    flags[4] ^= 2; // the pawn flag on a table without pawns
+    EXPECT_EQ(reasonFor("KRvKR.rtbw", flags), "the pawn flag does not fit the material");
+    EXPECT_EQ(reasonFor("KRvKR.rtbw.bak", good), "not the name of a table");
+    // The right magic number followed by random bytes, as a damaged copy may look.
+    std::mt19937 random(2024);
+    for (int round = 0; round < 50; round++) {
+        std::string noise = good;
+        for (size_t i = 4; i < noise.size(); i++) noise[i] = char(random());
+        EXPECT_NE(reasonFor("KRvKR.rtbw", noise), "passed") << "round " << round;
+    }
+}
+
+// Through the engine: a table file with the right magic number and size but random bytes after it
+// would crash the engine at its first probe; the path is refused with the file named, and the
+// engine keeps playing without tables. The tables are copied: the shared ones stay untouched.
+TEST(Endgame, DamagedTableFileIsRefused) {
+    if (!haveSyzygy()) GTEST_SKIP() << "no Syzygy tables in " << syzygyDir();
+    ScratchDir dir;
+    dir.makeDirectory("tables");
+    std::string tables = dir.path() + "/tables";
+    for (const auto& entry : std::filesystem::directory_iterator(syzygyDir()))
+        std::filesystem::copy_file(entry.path(), tables + "/" + entry.path().filename().string());
+    std::string good = fileBytes(tables + "/KQvK.rtbw");
+    std::mt19937 random(9);
+    for (int round = 0; round < 5; round++) {
+        std::string noise = good;
+        for (size_t i = 4; i < noise.size(); i++) noise[i] = char(random());
+        writeBytes(tables + "/KQvK.rtbw", noise);
+        dir.write("commands.txt", "setoption name SyzygyPath value " + tables + "\n" +
+                                      "position fen 8/8/8/4k3/8/8/1Q6/4K3 w - - 0 1\ngo depth 4\n" +
+                                      "position fen 8/8/8/4k3/8/8/1Q6/4K3 b - - 0 1\ngo depth 4\nquit\n");
+        EngineRun run = dir.run("", "commands.txt");
+        EXPECT_EQ(run.status, 0) << "round " << round << ": " << run.err;
+        EXPECT_NE(run.out.find("info string Damaged tablebase file " + tables + "/KQvK.rtbw: "), std::string::npos)
+            << run.out;
+        EXPECT_NE(run.out.find("info debug Initialisation of Syzygy : failure"), std::string::npos);
+        EXPECT_EQ(run.out.find("Initialisation of Syzygy : success"), std::string::npos);
+        size_t answers = 0;
+        for (size_t at = run.out.find("bestmove "); at != std::string::npos; at = run.out.find("bestmove ", at + 1))
+            answers++;
+        EXPECT_EQ(answers, 2u) << "round " << round;
+    }
+    // Put right again, the same folder loads.
+    writeBytes(tables + "/KQvK.rtbw", good);
+    dir.write("commands.txt", "setoption name SyzygyPath value " + tables + "\nquit\n");
+    EngineRun run = dir.run("", "commands.txt");
+    EXPECT_NE(run.out.find("info debug Initialisation of Syzygy : success (4 pieces)"), std::string::npos) << run.out;
+    EXPECT_EQ(run.out.find("Damaged"), std::string::npos) << run.out;
 }
