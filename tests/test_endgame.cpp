@@ -247,8 +247,9 @@ TEST(Endgame, TableFileChecks) {
     };
     EXPECT_EQ(reasonFor("KRvKR.rtbw", good), "passed");
     EXPECT_EQ(reasonFor("KRvKR.rtbz", good), "wrong magic number");
-    EXPECT_EQ(reasonFor("KQvKR.rtbw", good), "the pieces do not fit the name");
-    EXPECT_EQ(reasonFor("KRvKR.rtbw", good.substr(0, good.size() - 64)), "its size does not match its header");
+    EXPECT_EQ(reasonFor("KQvKQ.rtbw", good), "the pieces do not fit the name");
+    EXPECT_EQ(reasonFor("KRvKB.rtbw", good), "the side flag does not fit the material");
+    EXPECT_EQ(reasonFor("KRvKR.rtbw", good.substr(0, good.size() - 64)), "the data passes the end");
     EXPECT_EQ(reasonFor("KRvKR.rtbw", good + std::string(64, 0)), "its size does not match its header");
     EXPECT_EQ(reasonFor("KRvKR.rtbw", good.substr(0, 3)), "shorter than its header");
     std::string flags = good;
