@@ -20,6 +20,7 @@ batch=${BATCH:-400}
 seed=${SEED:-1}
 tables=${TABLES:-$(cd "$root/.." && pwd)/shared/syzygy}
 [ -x "$engine" ] || { echo "no engine at $engine (build it first)" >&2; exit 1; }
+engine=$(realpath "$engine") # each batch runs in the scratch folder
 [ -x "$generator" ] || { echo "no generator at $generator (build it first)" >&2; exit 1; }
 
 scratch=$(mktemp -d /tmp/vireo_fuzz_XXXXXX)
