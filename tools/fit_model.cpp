@@ -1,9 +1,11 @@
 // Fits the evaluation's linear model to labelled positions and writes it out as evaluation/weights.cpp.
 //
 //   fit_model [--positions=FILE] [--features=FILE] [--weights=FILE] [--heldout=FILE]
-//             [--lambda=X] [--block=N] [--every=N] [--max-rmse=X]
+//             [--loss=logistic|mse] [--sigmoid=CP] [--iterations=N] [--quiet-only] [--cap=CP]
+//             [--scale=X] [--lambda=X] [--block=N] [--every=N] [--max-rmse=X]
 //
-// Defaults: positions.txt, features.csv, weights.cpp, heldout.txt, lambda 5, blocks of 1000
+// Defaults: positions.txt, features.csv, weights.cpp, heldout.txt, logistic loss with a sigmoid
+// of 200 cp and 8 Gauss-Newton steps, every position, no cap, scale 1, ridge 5, blocks of 1000
 // lines with every 10th held out, no rmse limit. Fails if the held-out rmse is above --max-rmse
 // or no better than that of a material-only fit.
 //
@@ -13,16 +15,31 @@
 // The engine skips some lines (side to move in check, unreadable ones); its own line reader
 // decides here too, and every pairing is confirmed by the row's reference score and its feature 0.
 //
-// One ridge regression per piece count 4..32: 127 feature weights plus a constant term, and with
-// 4 to 6 men one value per material class, entering with the sign the row's class field carries.
+// One fit per piece count 4..32: 127 feature weights plus a constant term, and with 4 to 6 men one
+// value per material class, entering with the sign the row's class field carries.
+//
+// What the fit aims at. The engine plays with this evaluation, so what counts is telling better
+// positions from worse ones near the balance, not the size of a decisive advantage:
+// - The logistic loss compares win expectations, sigmoid(score / CP), rather than centipawns: a
+//   label of +12 pawns and a prediction of +8 cost almost nothing, while 0.5 pawns of error in a
+//   level position costs as much as ever. It is minimised by Gauss-Newton steps from the
+//   least-squares fit, each one a weighted ridge regression.
+// - --quiet-only fits only positions where no capture or promotion changes the material balance
+//   (a capture search over material alone leaves it where it stands): elsewhere the label carries
+//   the outcome of a pending exchange, which no static feature can see. Held-out errors are still
+//   measured on every held-out position.
+// - --scale multiplies every weight and class value: the search's fixed pruning margins are in
+//   centipawns, so the size of a pawn decides how often they fire.
 // Feature 0 is the sum of the pawn-rank and piece-ring features, so the system is singular
 // without the ridge term; the ridge picks the smallest weights, which spreads material value
 // between the piece-count weight and the per-square weights.
 //
 // Held out: every --every-th block of --block consecutive position lines (the lines of one game
 // are consecutive, so a game rarely straddles the split). Those lines are written unchanged to
-// --heldout for "vireo -score=". Errors are measured exactly from the normal equations of each
-// split, so one pass over the data is enough.
+// --heldout for "vireo -score=". The guard against a useless fit compares with a material-only
+// model fitted the same way per piece count: the counts of pawns, knights, bishops, rooks and
+// queens and a constant. Everything is single-threaded and in file order, so a given data file
+// always gives the same tables, byte for byte.
 #include <algorithm>
 #include <cerrno>
 #include <cinttypes>
@@ -33,6 +50,9 @@
 #include <string>
 #include <vector>
 #include "../engine/board/board.h"
+#include "../engine/board/makemove.h"
+#include "../engine/board/movegen.h"
+#include "../engine/search/quiescence.h"
 #include "../evaluation/evaluation.h"
 #include "../evaluation/features.h"
 #include "../evaluation/model.h"
@@ -45,93 +65,105 @@ using namespace vireo_tools;
 
 constexpr int FEATURES = NUM_FEATURES;
 constexpr int WEIGHTS = MODEL_WEIGHTS; // features plus the constant term
-constexpr int DENSE = WEIGHTS + 1;     // the dense accumulator also carries the reference score
 constexpr int MIN_MEN = MIN_MODEL_MEN;
 constexpr int MAX_MEN = MAX_MODEL_MEN;
 constexpr int COUNTS = MODEL_COUNTS;
 constexpr int CLASS_COUNT[3] = {int(endgame_keys_4.size()), int(endgame_keys_5.size()), int(endgame_keys_6.size())};
-constexpr int MATERIAL_FEATURES = 14;          // piece count, bare king, pawns per rank
 
 struct Options {
     std::string positions = "positions.txt";
     std::string features = "features.csv";
     std::string weights = "weights.cpp";
     std::string heldout = "heldout.txt";
+    bool logistic = true;
+    double sigmoid = 200;  // centipawns per unit of the logistic's argument
+    long iterations = 8;
+    bool quiet_only = false;
+    double cap = 0;        // 0: labels as they are
+    double scale = 1;
     double lambda = 5.0;
     long block = 1000;
     long every = 10;
-    double max_rmse = 0; // 0: no check
-};
-
-// Normal equations of one piece count on one split. The class part is kept sparse: each row
-// touches exactly one class, whose column holds +1 or -1.
-struct Normal {
-    std::vector<double> dense;       // DENSE x DENSE, lower triangle: [features, 1, score]
-    std::vector<double> class_count; // per class: sum of sign^2
-    std::vector<double> class_cross; // per class: sum of sign * [features, 1, score]
-    long rows = 0;
-};
-
-struct Fit {
-    std::vector<double> weights;     // 128
-    std::vector<double> bias;        // per class
+    double max_rmse = 0;   // 0: no check
 };
 
 int classCount(int men) {
     return men >= 4 && men <= 6 ? CLASS_COUNT[men - 4] : 0;
 }
 
-void initNormal(Normal* normal, int men) {
-    normal->dense.assign(DENSE * DENSE, 0.0);
-    normal->class_count.assign(classCount(men), 0.0);
-    normal->class_cross.assign(size_t(classCount(men)) * DENSE, 0.0);
+// ---- The labelled rows, kept in memory for the repeated passes of the logistic fit. ----
+
+struct Row {
+    int16_t f[FEATURES];
+    int16_t material_class; // signed, as in the feature row; 0 outside 4..6 men
+    int32_t label;          // centipawns
+    uint8_t men;
+    bool held;
+    bool quiet;
+};
+
+// ---- Material-only capture search, deciding whether a position is quiet. ----
+
+int materialBalance(const Ply* ply) {
+    int balance = 0;
+    for (int t = PAWN; t <= QUEEN; t++)
+        balance += see_value[t] * (popcount(ply->player->pieces[t]) - popcount(ply->opponent->pieces[t]));
+    return balance;
 }
 
-void addRow(Normal* normal, const int* features, int material_class, int score) {
-    double z[DENSE];
-    int nonzero[DENSE];
-    int count = 0;
-    for (int i = 0; i < FEATURES; i++) {
-        z[i] = features[i];
-        if (features[i]) nonzero[count++] = i;
+// Captures and promotions only, most valuable victim first; material is all it counts, so it
+// does not depend on the weights being fitted.
+int materialSearch(int alpha, int beta, int depth) {
+    computeAttacks();
+    int stand = materialBalance(curr_ply);
+    if (stand >= beta || depth == 0) return stand;
+    alpha = std::max(alpha, stand);
+    generateMoves(GEN_ALL);
+    Move tactical[MAX_MOVES];
+    int n = 0;
+    for (int i = 0; i < curr_ply->generated; i++) {
+        Move m = curr_ply->moves[i];
+        if (moveCaptured(m) || movePromotion(m)) tactical[n++] = m;
     }
-    z[FEATURES] = 1.0;
-    nonzero[count++] = FEATURES;
-    z[WEIGHTS] = score;
-    if (score) nonzero[count++] = WEIGHTS;
-    // Most features are 0 in most positions, so the outer product only visits the others.
-    for (int a = 0; a < count; a++) {
-        int i = nonzero[a];
-        double* row = &normal->dense[size_t(i) * DENSE];
-        for (int b = 0; b <= a; b++) row[nonzero[b]] += z[i] * z[nonzero[b]];
+    std::stable_sort(tactical, tactical + n, [](Move a, Move b) {
+        return see_value[moveCaptured(a)] + see_value[movePromotion(a)] > see_value[moveCaptured(b)] + see_value[movePromotion(b)];
+    });
+    for (int i = 0; i < n; i++) {
+        makeMoveWithoutPrefetch(tactical[i]);
+        int score = -materialSearch(-beta, -alpha, depth - 1);
+        takeBack();
+        if (score >= beta) return score;
+        alpha = std::max(alpha, score);
     }
-    if (material_class) {
-        int c = std::abs(material_class);
-        double sign = material_class > 0 ? 1.0 : -1.0;
-        normal->class_count[c] += 1.0;
-        double* cross = &normal->class_cross[size_t(c) * DENSE];
-        for (int a = 0; a < count; a++) cross[nonzero[a]] += sign * z[nonzero[a]];
+    return alpha;
+}
+
+// The position set up as curr_ply (attacks computed, not in check).
+bool isQuiet() {
+    int balance = materialBalance(curr_ply);
+    return materialSearch(balance - 1, balance + 1, 8) == balance;
+}
+
+// ---- Weighted ridge regression over sparse rows. ----
+
+// Normal equations of n unknowns; the lower triangle of a is filled.
+struct System {
+    int n = 0;
+    std::vector<double> a, b;
+    void init(int size) {
+        n = size;
+        a.assign(size_t(n) * n, 0.0);
+        b.assign(n, 0.0);
     }
-    normal->rows++;
-}
-
-double denseAt(const Normal& normal, int i, int j) {
-    return i >= j ? normal.dense[size_t(i) * DENSE + j] : normal.dense[size_t(j) * DENSE + i];
-}
-
-// The unknowns of a fit: a chosen subset of the 128 weights, then the classes if used.
-std::vector<int> allWeights() {
-    std::vector<int> v;
-    for (int i = 0; i < WEIGHTS; i++) v.push_back(i);
-    return v;
-}
-
-std::vector<int> materialWeights() {
-    std::vector<int> v;
-    for (int i = 0; i < MATERIAL_FEATURES; i++) v.push_back(i);
-    v.push_back(FEATURES);
-    return v;
-}
+    // One row: its nonzero inputs (index, value), indices ascending, and its target.
+    void add(const int* index, const double* value, int count, double target) {
+        for (int p = 0; p < count; p++) {
+            double* row = &a[size_t(index[p]) * n];
+            for (int q = 0; q <= p; q++) row[index[q]] += value[p] * value[q];
+            b[index[p]] += value[p] * target;
+        }
+    }
+};
 
 // Solves the symmetric positive definite system a x = b in place (Cholesky, lower triangle).
 bool choleskySolve(std::vector<double>& a, std::vector<double>& b, int n) {
@@ -162,65 +194,127 @@ bool choleskySolve(std::vector<double>& a, std::vector<double>& b, int n) {
     return true;
 }
 
-// Builds the matrix and right-hand side over the chosen unknowns. Returns the order.
-int buildSystem(const Normal& normal, const std::vector<int>& chosen, bool classes,
-                std::vector<double>* a, std::vector<double>* b) {
-    int m = int(chosen.size());
-    int classes_n = classes ? int(normal.class_count.size()) : 0;
-    int n = m + classes_n;
-    a->assign(size_t(n) * n, 0.0);
-    b->assign(n, 0.0);
-    for (int p = 0; p < m; p++) {
-        for (int q = 0; q < m; q++) (*a)[size_t(p) * n + q] = denseAt(normal, chosen[p], chosen[q]);
-        (*b)[p] = denseAt(normal, WEIGHTS, chosen[p]);
-    }
-    for (int c = 0; c < classes_n; c++) {
-        const double* cross = &normal.class_cross[size_t(c) * DENSE];
-        for (int p = 0; p < m; p++) {
-            (*a)[size_t(m + c) * n + p] = cross[chosen[p]];
-            (*a)[size_t(p) * n + m + c] = cross[chosen[p]];
-        }
-        (*a)[size_t(m + c) * n + m + c] = normal.class_count[c];
-        (*b)[m + c] = cross[WEIGHTS];
-    }
-    return n;
-}
-
-bool solveFit(const Normal& normal, const std::vector<int>& chosen, bool classes, double lambda,
-              Fit* fit) {
-    std::vector<double> a, b;
-    int n = buildSystem(normal, chosen, classes, &a, &b);
-    for (int i = 0; i < n; i++) a[size_t(i) * n + i] += lambda;
-    if (!choleskySolve(a, b, n)) return false;
-    fit->weights.assign(WEIGHTS, 0.0);
-    for (size_t p = 0; p < chosen.size(); p++) fit->weights[chosen[p]] = b[p];
-    fit->bias.assign(normal.class_count.size(), 0.0);
-    if (classes)
-        for (size_t c = 0; c < normal.class_count.size(); c++) fit->bias[c] = b[chosen.size() + c];
+bool solve(System& system, double lambda, std::vector<double>* x) {
+    for (int i = 0; i < system.n; i++) system.a[size_t(i) * system.n + i] += lambda;
+    if (!choleskySolve(system.a, system.b, system.n)) return false;
+    *x = system.b;
     return true;
 }
 
-// Sum of squared errors of a fit on the rows behind these normal equations:
-// y'y - 2 w'X'y + w'X'X w, with the weights rounded to the floats the engine stores.
-double squaredError(const Normal& normal, const Fit& fit) {
-    if (normal.rows == 0) return 0;
-    std::vector<int> all = allWeights();
-    bool classes = !normal.class_count.empty();
-    std::vector<double> a, b;
-    int n = buildSystem(normal, all, classes, &a, &b);
-    std::vector<double> w(n, 0.0);
-    for (int i = 0; i < WEIGHTS; i++) w[i] = float(fit.weights[i]);
-    for (int c = 0; classes && c < n - WEIGHTS; c++) w[WEIGHTS + c] = float(fit.bias[c]);
-    double quadratic = 0, linear = 0;
-    for (int i = 0; i < n; i++) {
-        linear += w[i] * b[i];
-        double s = 0;
-        for (int j = 0; j < n; j++) s += a[size_t(i) * n + j] * w[j];
-        quadratic += w[i] * s;
+// A model's inputs for one row, as (index, value) pairs; the unknowns are laid out as
+// [127 feature weights, constant, class values] for the full model and
+// [pawns, knights, bishops, rooks, queens, constant] for the material model.
+struct Inputs {
+    int index[WEIGHTS + 1];
+    double value[WEIGHTS + 1];
+    int count = 0;
+};
+
+void fullInputs(const Row& row, Inputs* in) {
+    in->count = 0;
+    for (int i = 0; i < FEATURES; i++)
+        if (row.f[i]) {
+            in->index[in->count] = i;
+            in->value[in->count++] = row.f[i];
+        }
+    in->index[in->count] = FEATURES;
+    in->value[in->count++] = 1.0;
+    if (row.material_class) {
+        in->index[in->count] = WEIGHTS + std::abs(row.material_class);
+        in->value[in->count++] = row.material_class > 0 ? 1.0 : -1.0;
     }
-    double sse = denseAt(normal, WEIGHTS, WEIGHTS) - 2 * linear + quadratic;
-    return sse > 0 ? sse : 0;
 }
+
+constexpr int MATERIAL_UNKNOWNS = 6;
+
+void materialInputs(const Row& row, Inputs* in) {
+    // Pawns by rank (features 2..13) and pieces by ring (7 rings each from feature 14) add up to
+    // the count differences.
+    double counts[5] = {0, 0, 0, 0, 0};
+    for (int i = 2; i < 14; i++) counts[0] += row.f[i];
+    for (int j = 0; j < 4; j++)
+        for (int d = 0; d < 7; d++) counts[1 + j] += row.f[14 + 7 * j + d];
+    in->count = 0;
+    for (int i = 0; i < 5; i++) {
+        in->index[in->count] = i;
+        in->value[in->count++] = counts[i];
+    }
+    in->index[in->count] = 5;
+    in->value[in->count++] = 1.0;
+}
+
+using InputsOf = void (*)(const Row&, Inputs*);
+
+// The model's score of a row, with the weights rounded to the floats the engine stores.
+double predict(const std::vector<double>& w, const Inputs& in) {
+    double s = 0;
+    for (int p = 0; p < in.count; p++) s += double(float(w[in.index[p]])) * in.value[p];
+    return s;
+}
+
+double sigmoid(double x) {
+    return 1.0 / (1.0 + std::exp(-x));
+}
+
+struct Model {
+    InputsOf inputs;
+    int unknowns;
+};
+
+// Least squares on (optionally capped) labels.
+bool fitSquares(const std::vector<const Row*>& rows, const Model& model, double lambda, double cap,
+                std::vector<double>* w) {
+    System system;
+    system.init(model.unknowns);
+    Inputs in;
+    for (const Row* row : rows) {
+        model.inputs(*row, &in);
+        double target = cap > 0 ? std::clamp(double(row->label), -cap, cap) : double(row->label);
+        system.add(in.index, in.value, in.count, target);
+    }
+    return solve(system, lambda, w);
+}
+
+// Gauss-Newton on sum (sigmoid(label / k) - sigmoid(score / k))^2: linearised around the current
+// weights each step is a weighted least-squares fit. The ridge is scaled to the slope at the
+// balance, so that it weighs as much as in the centipawn fit.
+bool fitLogistic(const std::vector<const Row*>& rows, const Model& model, double lambda, double k,
+                 long iterations, std::vector<double>* w) {
+    if (!fitSquares(rows, model, lambda, 0, w)) return false;
+    double slope = 0.25 / k;
+    Inputs in;
+    for (long step = 0; step < iterations; step++) {
+        System system;
+        system.init(model.unknowns);
+        for (const Row* row : rows) {
+            model.inputs(*row, &in);
+            double s = predict(*w, in);
+            double p = sigmoid(s / k), target = sigmoid(row->label / k);
+            double g = p * (1 - p) / k;
+            for (int q = 0; q < in.count; q++) in.value[q] *= g;
+            system.add(in.index, in.value, in.count, target - p + g * s);
+        }
+        if (!solve(system, lambda * slope * slope, w)) return false;
+    }
+    return true;
+}
+
+// ---- Errors ----
+
+struct Errors {
+    long rows = 0;
+    double squares = 0;  // centipawns
+    double logistic = 0; // win expectation
+    void add(double score, int label, double k) {
+        double e = std::trunc(score) - label;
+        double p = sigmoid(score / k) - sigmoid(label / k);
+        rows++;
+        squares += e * e;
+        logistic += p * p;
+    }
+    double rmse() const { return rows ? std::sqrt(squares / rows) : 0.0; }
+    double logisticRmse() const { return rows ? std::sqrt(logistic / rows) : 0.0; }
+};
 
 // ---- Position lines, read with the engine's own filter so that they pair up with its rows. ----
 
@@ -265,6 +359,11 @@ bool readLine(FILE* file, std::string* line) {
 
 // ---- Output ----
 
+struct Fit {
+    std::vector<double> weights; // 128
+    std::vector<double> bias;    // per class
+};
+
 void printFloat(FILE* out, double value) {
     char text[32];
     float f = float(value);
@@ -274,14 +373,31 @@ void printFloat(FILE* out, double value) {
     fprintf(out, "%sf", text);
 }
 
+std::string describe(const Options& o) {
+    char text[256];
+    if (o.logistic)
+        snprintf(text, sizeof text, "logistic loss, sigmoid %g cp, %ld steps", o.sigmoid, o.iterations);
+    else
+        snprintf(text, sizeof text, "least squares%s", o.cap > 0 ? (", labels capped at " + std::to_string(int(o.cap))).c_str() : "");
+    std::string out = text;
+    if (o.quiet_only) out += ", quiet positions";
+    snprintf(text, sizeof text, ", ridge %g", o.lambda);
+    out += text;
+    if (o.scale != 1) {
+        snprintf(text, sizeof text, ", scaled by %g", o.scale);
+        out += text;
+    }
+    return out;
+}
+
 // Writes beside the target and renames, so that a failed run never leaves half a table behind.
-bool writeWeights(const std::string& name, const Fit fits[COUNTS], long samples, double lambda) {
+bool writeWeights(const std::string& name, const Fit fits[COUNTS], long samples, const Options& options) {
     std::string temporary = name + ".tmp";
     FILE* out = fopen(temporary.c_str(), "w");
     if (!out) return false;
-    fprintf(out, "// Generated by tools/fit_model (ridge %g, fitted on %ld positions); regenerate with\n"
-                 "// tools/train.sh. Do not edit by hand.\n"
-                 "#include \"model.h\"\n\n", lambda, samples);
+    fprintf(out, "// Generated by tools/fit_model (%s; fitted on %ld positions);\n"
+                 "// regenerate with tools/train.sh. Do not edit by hand.\n"
+                 "#include \"model.h\"\n\n", describe(options).c_str(), samples);
     fprintf(out, "// One vector per piece count 4..32: 127 feature weights, then the constant term.\n");
     fprintf(out, "const float eval_weights[%d][%d] = {\n", COUNTS, WEIGHTS);
     for (int k = 0; k < COUNTS; k++) {
@@ -317,21 +433,29 @@ bool parseOptions(int argc, char** argv, Options* options) {
         const char* arg = argv[i];
         auto value = [&](const char* name) { return optionValue(arg, name); };
         const char* v;
-        bool number_ok = true;
+        bool ok = true;
         if ((v = value("--positions="))) options->positions = v;
         else if ((v = value("--features="))) options->features = v;
         else if ((v = value("--weights="))) options->weights = v;
         else if ((v = value("--heldout="))) options->heldout = v;
-        else if ((v = value("--lambda="))) number_ok = parseDouble(v, &options->lambda);
-        else if ((v = value("--block="))) number_ok = parseLong(v, &options->block);
-        else if ((v = value("--every="))) number_ok = parseLong(v, &options->every);
-        else if ((v = value("--max-rmse="))) number_ok = parseDouble(v, &options->max_rmse);
+        else if ((v = value("--loss="))) {
+            ok = !strcmp(v, "logistic") || !strcmp(v, "mse");
+            options->logistic = !strcmp(v, "logistic");
+        } else if ((v = value("--sigmoid="))) ok = parseDouble(v, &options->sigmoid) && options->sigmoid > 0;
+        else if ((v = value("--iterations="))) ok = parseLong(v, &options->iterations) && options->iterations >= 0;
+        else if (!strcmp(arg, "--quiet-only")) options->quiet_only = true;
+        else if ((v = value("--cap="))) ok = parseDouble(v, &options->cap) && options->cap >= 0;
+        else if ((v = value("--scale="))) ok = parseDouble(v, &options->scale) && options->scale > 0;
+        else if ((v = value("--lambda="))) ok = parseDouble(v, &options->lambda);
+        else if ((v = value("--block="))) ok = parseLong(v, &options->block);
+        else if ((v = value("--every="))) ok = parseLong(v, &options->every);
+        else if ((v = value("--max-rmse="))) ok = parseDouble(v, &options->max_rmse);
         else {
             fprintf(stderr, "Unknown option '%s'\n", arg);
             return false;
         }
-        if (!number_ok) {
-            fprintf(stderr, "Bad number in '%s'\n", arg);
+        if (!ok) {
+            fprintf(stderr, "Bad value in '%s'\n", arg);
             return false;
         }
     }
@@ -348,39 +472,43 @@ struct Band {
 };
 const Band BANDS[] = {{"4-6", 4, 6}, {"7-16", 7, 16}, {"17-32", 17, 32}, {"all", 4, 32}};
 
-void printErrors(const Normal train[COUNTS], const Normal held[COUNTS], const Fit full[COUNTS],
-                 const Fit material[COUNTS]) {
-    printf("%-6s %9s %9s %12s %12s %12s %12s\n", "men", "train", "held-out", "train rmse", "held rmse",
-           "train mat.", "held mat.");
-    for (const Band& band : BANDS) {
-        long rows[2] = {0, 0};
-        double sse[2][2] = {{0, 0}, {0, 0}};
-        for (int men = band.low; men <= band.high; men++) {
-            int k = men - MIN_MEN;
-            rows[0] += train[k].rows;
-            rows[1] += held[k].rows;
-            sse[0][0] += squaredError(train[k], full[k]);
-            sse[1][0] += squaredError(held[k], full[k]);
-            sse[0][1] += squaredError(train[k], material[k]);
-            sse[1][1] += squaredError(held[k], material[k]);
+struct Scored {
+    Errors full[2], material[2], quiet_full; // [train, held]
+};
+
+// Errors of the written model and of the material model, per band, on every row.
+void printErrors(const std::vector<Row>& rows, const Fit full[COUNTS], const std::vector<double> material[COUNTS],
+                 double k, double* held_rmse, double* held_material_rmse) {
+    Scored bands[4];
+    Inputs in;
+    for (const Row& row : rows) {
+        int c = row.men - MIN_MEN;
+        std::vector<double> w = full[c].weights;
+        for (double b : full[c].bias) w.push_back(b);
+        fullInputs(row, &in);
+        double s = predict(w, in);
+        materialInputs(row, &in);
+        double m = predict(material[c], in);
+        for (int b = 0; b < 4; b++) {
+            if (row.men < BANDS[b].low || row.men > BANDS[b].high) continue;
+            bands[b].full[row.held].add(s, row.label, k);
+            bands[b].material[row.held].add(m, row.label, k);
+            if (row.held && row.quiet) bands[b].quiet_full.add(s, row.label, k);
         }
-        auto rmse = [&](int split, int model) { return rows[split] ? std::sqrt(sse[split][model] / rows[split]) : 0.0; };
-        printf("%-6s %9ld %9ld %12.2f %12.2f %12.2f %12.2f\n", band.name, rows[0], rows[1], rmse(0, 0),
-               rmse(1, 0), rmse(0, 1), rmse(1, 1));
     }
+    printf("%-6s %9s %9s %11s %11s %11s %11s %12s %12s\n", "men", "train", "held-out", "train rmse", "held rmse",
+           "train mat.", "held mat.", "held logist.", "held quiet");
+    for (int b = 0; b < 4; b++) {
+        const Scored& s = bands[b];
+        printf("%-6s %9ld %9ld %11.2f %11.2f %11.2f %11.2f %12.5f %12.2f\n", BANDS[b].name, s.full[0].rows,
+               s.full[1].rows, s.full[0].rmse(), s.full[1].rmse(), s.material[0].rmse(), s.material[1].rmse(),
+               s.full[1].logisticRmse(), s.quiet_full.rmse());
+    }
+    *held_rmse = bands[3].full[1].rmse();
+    *held_material_rmse = bands[3].material[1].rmse();
 }
 
-double heldOutRmse(const Normal held[COUNTS], const Fit fits[COUNTS]) {
-    long rows = 0;
-    double sse = 0;
-    for (int k = 0; k < COUNTS; k++) {
-        rows += held[k].rows;
-        sse += squaredError(held[k], fits[k]);
-    }
-    return rows ? std::sqrt(sse / rows) : 0.0;
-}
-
-void printTellingWeights(const Fit full[COUNTS]) {
+void printTellingWeights(const Fit full[COUNTS], const std::vector<double> material[COUNTS]) {
     printf("\nweights   piece count  bare king  constant   pawn value (rel. ranks 2..7, not passed / passed)\n");
     for (int men : {4, 5, 6, 8, 10, 16, 24, 31, 32}) {
         const std::vector<double>& w = full[men - MIN_MEN].weights;
@@ -393,16 +521,13 @@ void printTellingWeights(const Fit full[COUNTS]) {
     for (int i = 2; i < 12; i++) printf(" %.1f", w[i]);
     printf("\n10 men: knight/bishop/rook/queen on ring 3 = %.0f %.0f %.0f %.0f (with the piece-count weight)\n",
            w[0] + w[14 + 3], w[0] + w[21 + 3], w[0] + w[28 + 3], w[0] + w[35 + 3]);
+    const std::vector<double>& m = material[10 - MIN_MEN];
+    printf("10 men, material model: pawn %.0f knight %.0f bishop %.0f rook %.0f queen %.0f\n", m[0], m[1], m[2], m[3], m[4]);
 }
 
-} // namespace
-
-int main(int argc, char** argv) {
-    Options options;
-    if (!parseOptions(argc, argv, &options)) return 1;
-    initColours();
-    initSliders();
-
+// Reads the position lines and their feature rows; writes the held-out lines. 0 on success,
+// else the exit status.
+int readRows(const Options& options, std::vector<Row>* rows) {
     FILE* positions = fopen(options.positions.c_str(), "r");
     if (!positions) {
         fprintf(stderr, "Cannot open '%s'\n", options.positions.c_str());
@@ -411,24 +536,21 @@ int main(int argc, char** argv) {
     FILE* features = fopen(options.features.c_str(), "r");
     if (!features) {
         fprintf(stderr, "Cannot open '%s'\n", options.features.c_str());
+        fclose(positions);
         return 1;
     }
     FILE* heldout = fopen(options.heldout.c_str(), "w");
     if (!heldout) {
         fprintf(stderr, "Cannot open '%s'\n", options.heldout.c_str());
+        fclose(positions);
+        fclose(features);
         return 1;
-    }
-
-    static Normal train[COUNTS], held[COUNTS];
-    for (int k = 0; k < COUNTS; k++) {
-        initNormal(&train[k], k + MIN_MEN);
-        initNormal(&held[k], k + MIN_MEN);
     }
 
     std::string line, row_text;
     int fields[FEATURES + 3];
     bool have_row = false;
-    long line_number = 0, skipped = 0, unmatched = 0, out_of_range = 0, stalemates = 0, samples = 0;
+    long line_number = 0, skipped = 0, unmatched = 0, out_of_range = 0, stalemates = 0, quiet = 0;
     while (readLine(positions, &line)) {
         long index = line_number++;
         bool is_held = (index / options.block) % options.every == options.every - 1;
@@ -441,6 +563,7 @@ int main(int argc, char** argv) {
             skipped++;
             continue;
         }
+        bool is_quiet = options.quiet_only && isQuiet();
         if (!have_row) {
             if (!readLine(features, &row_text)) {
                 unmatched++;
@@ -480,9 +603,21 @@ int main(int argc, char** argv) {
             out_of_range++;
             continue;
         }
-        Normal* normal = is_held ? &held[pos.men - MIN_MEN] : &train[pos.men - MIN_MEN];
-        addRow(normal, f, material_class, reference);
-        samples++;
+        Row row;
+        for (int i = 0; i < FEATURES; i++) {
+            if (f[i] < INT16_MIN || f[i] > INT16_MAX) {
+                fprintf(stderr, "Feature %d out of range in '%s' (position line %ld)\n", i, options.features.c_str(), index + 1);
+                return 1;
+            }
+            row.f[i] = int16_t(f[i]);
+        }
+        row.material_class = int16_t(material_class);
+        row.label = reference;
+        row.men = uint8_t(pos.men);
+        row.held = is_held;
+        row.quiet = !options.quiet_only || is_quiet;
+        quiet += row.quiet && options.quiet_only;
+        rows->push_back(row);
     }
     bool extra_rows = have_row || readLine(features, &row_text);
     fclose(positions);
@@ -491,31 +626,63 @@ int main(int argc, char** argv) {
         fprintf(stderr, "Cannot write '%s'\n", options.heldout.c_str());
         return 1;
     }
-    printf("%ld position lines, %ld skipped like the engine does, %ld rows used, %ld without a row, "
-           "%ld outside 4..32 men, %ld bare-king stalemates\n", line_number, skipped, samples, unmatched,
+    printf("%ld position lines, %ld skipped like the engine does, %zu rows used, %ld without a row, "
+           "%ld outside 4..32 men, %ld bare-king stalemates\n", line_number, skipped, rows->size(), unmatched,
            out_of_range, stalemates);
+    if (options.quiet_only) printf("%ld rows are quiet\n", quiet);
     if (extra_rows || unmatched * 100 > line_number) {
         fprintf(stderr, "'%s' does not belong to '%s': rows and positions do not pair up\n",
                 options.features.c_str(), options.positions.c_str());
         return 1;
     }
+    return 0;
+}
 
-    static Fit full[COUNTS], material[COUNTS];
+} // namespace
+
+int main(int argc, char** argv) {
+    Options options;
+    if (!parseOptions(argc, argv, &options)) return 1;
+    initColours();
+    initSliders();
+
+    std::vector<Row> rows;
+    if (int status = readRows(options, &rows)) return status;
+
+    static Fit full[COUNTS];
+    static std::vector<double> material[COUNTS];
+    long fitted = 0;
     for (int k = 0; k < COUNTS; k++) {
-        bool classes = !train[k].class_count.empty();
-        if (!solveFit(train[k], allWeights(), classes, options.lambda, &full[k]) ||
-            !solveFit(train[k], materialWeights(), false, options.lambda, &material[k])) {
-            fprintf(stderr, "The system of %d men cannot be solved\n", k + MIN_MEN);
+        int men = k + MIN_MEN;
+        std::vector<const Row*> train, train_all;
+        for (const Row& row : rows)
+            if (row.men == men && !row.held) {
+                train_all.push_back(&row);
+                if (row.quiet) train.push_back(&row);
+            }
+        fitted += long(train.size());
+        Model model{fullInputs, WEIGHTS + classCount(men)};
+        std::vector<double> w;
+        bool ok = options.logistic ? fitLogistic(train, model, options.lambda, options.sigmoid, options.iterations, &w)
+                                   : fitSquares(train, model, options.lambda, options.cap, &w);
+        // The guard's material model: least squares on every training row, as plain as it gets.
+        ok = ok && fitSquares(train_all, Model{materialInputs, MATERIAL_UNKNOWNS}, options.lambda, 0, &material[k]);
+        if (!ok) {
+            fprintf(stderr, "The system of %d men cannot be solved\n", men);
             return 1;
         }
+        for (double& x : w) x *= options.scale;
+        full[k].weights.assign(w.begin(), w.begin() + WEIGHTS);
+        full[k].bias.assign(classCount(men), 0.0);
+        for (int c = 1; c < classCount(men); c++) full[k].bias[c] = w[WEIGHTS + c];
     }
 
-    printf("\nrmse in centipawns, full model beside the material-only model (features 0-13)\n");
-    printErrors(train, held, full, material);
-    printTellingWeights(full);
+    printf("\n%s\nrmse in centipawns, the written model beside the material-only model\n", describe(options).c_str());
+    double rmse = 0, material_rmse = 0;
+    printErrors(rows, full, material, options.sigmoid, &rmse, &material_rmse);
+    printTellingWeights(full, material);
 
     // Sanity checks: the features must earn their keep on data the fit has not seen.
-    double rmse = heldOutRmse(held, full), material_rmse = heldOutRmse(held, material);
     if (rmse >= material_rmse && rmse > 0) {
         fprintf(stderr, "Held-out rmse %.2f is no better than material alone (%.2f); %s left as it was\n", rmse,
                 material_rmse, options.weights.c_str());
@@ -526,9 +693,7 @@ int main(int argc, char** argv) {
                 options.weights.c_str());
         return 1;
     }
-    long fitted = 0;
-    for (int k = 0; k < COUNTS; k++) fitted += train[k].rows;
-    if (!writeWeights(options.weights, full, fitted, options.lambda)) {
+    if (!writeWeights(options.weights, full, fitted, options)) {
         fprintf(stderr, "Cannot write '%s'\n", options.weights.c_str());
         return 1;
     }

@@ -2,7 +2,7 @@
 // the side to move's point of view, as "vireo -analyse=" and "-score=" read them.
 //
 //   generate_data [--count=N] [--seed=S] [--depth=D] [--output=FILE] [--stockfish=PATH]
-//                 [--endgames=PERCENT] [--random-moves=PERCENT]
+//                 [--endgames=PERCENT] [--lopsided=PERCENT] [--random-moves=PERCENT]
 //
 // Stockfish plays games against itself: 70% start from 4 to 14 random legal moves from the initial
 // position, the others from a random placement of the two kings and 2 to 4 other men. Every
@@ -10,7 +10,11 @@
 // best move is played, except that 8% of the moves are replaced by a random legal move so that
 // the games leave the well-trodden lines. Positions in check, with a mate score, with fewer than
 // 4 men or with a score of 30 pawns or more are not written; the lines of one game are
-// consecutive. Legality comes from stockfish itself ("go perft 1" lists the legal moves, "d"
+// consecutive. --lopsided games (0% by default, taken out of the random endings' share) start from
+// a random placement where one side has 2 to 6 men beside its king and the other at most one, and
+// are played to the end: their decisive scores and mates are written as 30 pawns, so that the fit
+// sees how much such an advantage is worth (a bare king above all) and what the winning side
+// should do with it. Legality comes from stockfish itself ("go perft 1" lists the legal moves, "d"
 // shows the checkers), so the program needs no move generator of its own. A stockfish that dies or
 // stops answering (10 s for a question about a position, 5 minutes of silence in a search) ends
 // the run with status 1; the positions written so far stay in the output.
@@ -43,6 +47,7 @@ struct Options {
     std::string output = "positions.txt";
     std::string stockfish = "/usr/games/stockfish";
     int endgames = 30;     // percent of the games that start from a random ending
+    int lopsided = 0;      // percent of those that start from a lopsided one
     int random_moves = 8;  // percent of the moves that are random instead of the best
 };
 
@@ -105,10 +110,10 @@ int menOf(const std::string& fen) {
     return men;
 }
 
-// Two kings and 2 to 4 other men on random squares, pawns off the first and last ranks, with the
-// side not to move out of check; a placement that breaks that rule is drawn again. Returns false
-// only when stockfish fails.
-bool randomEnding(Process& engine, std::mt19937_64& rng, std::string* fen) {
+// Two kings and 2 to 4 other men on random squares (lopsided: 2 to 6 for one side, 0 or 1 for the
+// other), pawns off the first and last ranks, with the side not to move out of check; a placement
+// that breaks that rule is drawn again. Returns false only when stockfish fails.
+bool randomEnding(Process& engine, std::mt19937_64& rng, bool lopsided, std::string* fen) {
     for (;;) {
         char squares[64];
         memset(squares, 0, sizeof squares);
@@ -123,10 +128,19 @@ bool randomEnding(Process& engine, std::mt19937_64& rng, std::string* fen) {
         };
         place('K');
         place('k');
-        int others = 2 + int(rng() % 3);
-        for (int i = 0; i < others; i++) {
-            char piece = "pnbrq"[rng() % 5];
-            place(rng() % 2 ? char(piece - 'a' + 'A') : piece);
+        if (lopsided) {
+            bool strong_white = rng() % 2;
+            int strong = 2 + int(rng() % 5), weak = int(rng() % 2);
+            for (int i = 0; i < strong + weak; i++) {
+                char piece = "pnbrq"[rng() % 5];
+                place((i < strong) == strong_white ? char(piece - 'a' + 'A') : piece);
+            }
+        } else {
+            int others = 2 + int(rng() % 3);
+            for (int i = 0; i < others; i++) {
+                char piece = "pnbrq"[rng() % 5];
+                place(rng() % 2 ? char(piece - 'a' + 'A') : piece);
+            }
         }
         std::string board;
         for (int rank = 7; rank >= 0; rank--) {
@@ -159,9 +173,11 @@ bool playGame(Process& engine, const Options& options, std::mt19937_64& rng, FIL
     if (!writeLine(engine, "ucinewgame") || !synchronise(engine)) return false;
     std::string position;
     Position board;
+    bool lopsided = false;
     if (int(rng() % 100) < options.endgames) {
         std::string fen;
-        if (!randomEnding(engine, rng, &fen)) return false;
+        lopsided = options.lopsided > 0 && int(rng() % 100) < options.lopsided;
+        if (!randomEnding(engine, rng, lopsided, &fen)) return false;
         position = "fen " + fen;
     } else {
         int opening = 4 + int(rng() % 11);
@@ -181,10 +197,13 @@ bool playGame(Process& engine, const Options& options, std::mt19937_64& rng, FIL
             return true;
         SearchResult result;
         if (!searchPosition(engine, options.depth, &result)) return false;
-        // Once a mate is seen or the score is out of range the game is decided; stop here.
-        if (result.mate || std::abs(result.centipawns) >= MAX_CENTIPAWNS) return true;
+        // Once a mate is seen or the score is out of range the game is decided: stop here, except in
+        // a lopsided game, which is about exactly that.
+        bool decided = result.mate || std::abs(result.centipawns) >= MAX_CENTIPAWNS;
+        if (decided && !lopsided) return true;
+        int label = decided ? (result.centipawns > 0 ? MAX_CENTIPAWNS : -MAX_CENTIPAWNS) : result.centipawns;
         if (!board.in_check) {
-            fprintf(out, "%s;%.2f\n", board.fen.c_str(), result.centipawns / 100.0);
+            fprintf(out, "%s;%.2f\n", board.fen.c_str(), label / 100.0);
             ++*written;
         }
         std::string move = int(rng() % 100) < options.random_moves ? moves[rng() % moves.size()] : result.best;
@@ -205,6 +224,7 @@ bool parseOptions(int argc, char** argv, Options* options) {
         else if ((v = value("--output="))) options->output = v;
         else if ((v = value("--stockfish="))) options->stockfish = v;
         else if ((v = value("--endgames="))) number_ok = parseInt(v, &options->endgames);
+        else if ((v = value("--lopsided="))) number_ok = parseInt(v, &options->lopsided);
         else if ((v = value("--random-moves="))) number_ok = parseInt(v, &options->random_moves);
         else {
             fprintf(stderr, "Unknown option '%s'\n", arg);
@@ -216,6 +236,7 @@ bool parseOptions(int argc, char** argv, Options* options) {
         }
     }
     if (options->count < 0 || options->depth < 1 || options->endgames < 0 || options->endgames > 100 ||
+        options->lopsided < 0 || options->lopsided > 100 ||
         options->random_moves < 0 || options->random_moves > 100) {
         fprintf(stderr, "Need --count >= 0, --depth >= 1 and percentages from 0 to 100\n");
         return false;
