@@ -3,42 +3,51 @@
 # build, write the feature rows with "vireo -analyse=", fit them, rebuild, and measure the new
 # evaluation on the held-out positions with "vireo -score=".
 #
-#   tools/train.sh [--data=FILE] [--build=DIR] [--lambda=X] [--max-rmse=X]
-#                  [--generate=COUNT [--seed=N] [--depth=N]]
+#   tools/train.sh [--data=FILE] [--build=DIR] [--generate=COUNT] [--lopsided=COUNT]
+#                  [--seed=N] [--depth=N] [fit_model options...]
 #
 #   --data      labelled positions, "FEN;score in pawns" per line
 #               (default: ../shared/training/positions.txt beside the repository)
 #   --build     build directory (default: build in the repository)
-#   --generate  first let stockfish label COUNT fresh positions (tools/generate_data) and fit those
-#   --lambda    ridge strength of the fit (default: fit_model's)
-#   --max-rmse  fail if the fitted model's held-out rmse in centipawns is above this
-#               (default 250 for the shared positions, none for generated data); the fit also
-#               fails if it does no better on held-out positions than material alone
+#   --generate  let stockfish label COUNT fresh positions (tools/generate_data) and fit those
+#               instead of --data
+#   --lopsided  add COUNT positions from lopsided games labelled by stockfish (kept in
+#               BUILD/training and reused while COUNT, --seed and --depth stay the same)
+#   --seed, --depth   for the generated positions (default 1 for --generate, 20261123 for
+#               --lopsided; depth 8)
+#   Every other option goes to tools/fit_model (--loss=, --sigmoid=, --quiet-only, --cap=,
+#   --scale=, --lambda=, --max-rmse=, ...); see its header. The fit also fails if it does no
+#   better on held-out positions than a material-only fit.
 #
+# Without fit_model options it fits with the recipe of the committed weights.cpp (RECIPE below).
 # Scratch files (features.csv, the held-out positions, generated data) stay in BUILD/training.
 set -eu
+
+# The recipe of the committed tables: quiet positions only, least squares.
+RECIPE="--quiet-only --loss=mse"
 
 repo=$(cd "$(dirname "$0")/.." && pwd)
 data="$repo/../shared/training/positions.txt"
 build="$repo/build"
-lambda=""
-max_rmse=""
 generate=""
-seed=1
+lopsided=""
+seed=""
 depth=8
+fit_options=""
 
 for arg in "$@"; do
     case "$arg" in
         --data=*) data=${arg#--data=} ;;
         --build=*) build=${arg#--build=} ;;
-        --lambda=*) lambda=${arg#--lambda=} ;;
-        --max-rmse=*) max_rmse=${arg#--max-rmse=} ;;
         --generate=*) generate=${arg#--generate=} ;;
+        --lopsided=*) lopsided=${arg#--lopsided=} ;;
         --seed=*) seed=${arg#--seed=} ;;
         --depth=*) depth=${arg#--depth=} ;;
+        --*) fit_options="$fit_options $arg" ;;
         *) echo "Unknown option '$arg'" >&2; exit 1 ;;
     esac
 done
+[ -n "$fit_options" ] || fit_options=$RECIPE
 
 absolute() { (cd "$(dirname "$1")" && printf '%s/%s\n' "$(pwd)" "$(basename "$1")"); }
 step() { printf '\n== %s\n' "$*"; }
@@ -50,21 +59,32 @@ mkdir -p "$build/training"
 scratch=$(cd "$build/training" && pwd)
 
 if [ -n "$generate" ]; then
-    step "Labelling $generate positions with stockfish (depth $depth, seed $seed)"
-    "$build/generate_data" --count="$generate" --seed="$seed" --depth="$depth" --output="$scratch/generated.txt"
+    step "Labelling $generate positions with stockfish (depth $depth, seed ${seed:-1})"
+    "$build/generate_data" --count="$generate" --seed="${seed:-1}" --depth="$depth" --output="$scratch/generated.txt"
     data="$scratch/generated.txt"
 fi
-if [ -z "$max_rmse" ] && [ -z "$generate" ]; then max_rmse=250; fi
 [ -r "$data" ] || { echo "Cannot read '$data'" >&2; exit 1; }
 data=$(absolute "$data")
+
+if [ -n "$lopsided" ]; then
+    extra="$scratch/lopsided-$lopsided-${seed:-20261123}-d$depth.txt"
+    if [ ! -s "$extra" ]; then
+        step "Labelling $lopsided positions of lopsided games with stockfish (depth $depth)"
+        "$build/generate_data" --count="$lopsided" --seed="${seed:-20261123}" --depth="$depth" \
+            --endgames=100 --lopsided=100 --output="$extra.part"
+        mv "$extra.part" "$extra"
+    fi
+    cat "$data" "$extra" > "$scratch/combined.txt"
+    data="$scratch/combined.txt"
+fi
 
 step "Writing feature rows of $data"
 (cd "$scratch" && "$build/vireo" -analyse="$data")
 
-step "Fitting"
+step "Fitting ($fit_options )"
+# shellcheck disable=SC2086 # the options are words
 "$build/fit_model" --positions="$data" --features="$scratch/features.csv" \
-    --weights="$repo/evaluation/weights.cpp" --heldout="$scratch/heldout.txt" \
-    ${max_rmse:+--max-rmse="$max_rmse"} ${lambda:+--lambda="$lambda"}
+    --weights="$repo/evaluation/weights.cpp" --heldout="$scratch/heldout.txt" $fit_options
 
 step "Rebuilding with the new weights"
 cmake --build "$build" -j2 --target vireo
