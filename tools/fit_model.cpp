@@ -129,7 +129,7 @@ int materialSearch(int alpha, int beta, int depth) {
         return see_value[moveCaptured(a)] + see_value[movePromotion(a)] > see_value[moveCaptured(b)] + see_value[movePromotion(b)];
     });
     for (int i = 0; i < n; i++) {
-        makeMoveWithoutPrefetch(tactical[i]);
+        makeMove(tactical[i]);
         int score = -materialSearch(-beta, -alpha, depth - 1);
         takeBack();
         if (score >= beta) return score;
