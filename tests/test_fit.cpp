@@ -175,3 +175,74 @@ TEST(FitModel, PairsWithTheRowsTheEngineWrites) {
     std::string removal = "rm -rf " + dir;
     EXPECT_EQ(system(removal.c_str()), 0);
 }
+
+// What the fit aims at: only positions where no exchange is pending (--quiet-only), win
+// expectations rather than centipawns (the logistic loss), and a scale over the whole table.
+TEST(FitModel, QuietPositionsLogisticLossAndScale) {
+    std::string tool = buildDirectory() + "/fit_model";
+    if (access(tool.c_str(), X_OK) != 0) GTEST_SKIP() << "fit_model is not built next to the engine";
+    char dir_template[] = "/tmp/vireo_fit_XXXXXX";
+    ASSERT_NE(mkdtemp(dir_template), nullptr);
+    std::string dir = dir_template;
+
+    // Quiet: the initial position, a rook ending, a pawn that only a losing capture can take (the
+    // knight would be taken back by the d6 pawn). Not quiet: a hanging queen, a rook that wins a
+    // knight, a pawn that promotes.
+    const char* quiet[] = {"rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1",
+                           "4k3/4r3/8/8/8/8/3R4/3K4 w - - 0 1",
+                           "4k3/8/3p4/4p3/8/5N2/8/4K3 w - - 0 1"};
+    const char* busy[] = {"4k3/8/8/3q4/8/8/8/3RK3 w - - 0 1",
+                          "4k3/8/8/3n4/8/8/8/3RK3 w - - 0 1",
+                          "4k3/1P6/8/8/8/8/7p/4K3 w - - 0 1"};
+    {
+        std::ofstream positions(dir + "/positions.txt");
+        for (int n = 0; n < 600; n++) positions << (n % 2 ? busy : quiet)[n / 2 % 3] << ";" << (n % 7) / 10.0 << "\n";
+    }
+    std::string analyse = "cd " + dir + " && " + VIREO_BINARY + " -analyse=positions.txt > analyse.txt";
+    ASSERT_EQ(system(analyse.c_str()), 0);
+    auto fit = [&](const std::string& options) {
+        std::string command = "cd " + dir + " && " + tool + " " + options + " > log.txt 2>&1";
+        EXPECT_EQ(system(command.c_str()), 0) << readFile(dir + "/log.txt");
+        return readFile(dir + "/log.txt");
+    };
+    std::string log = fit("--quiet-only --loss=mse");
+    EXPECT_NE(log.find("600 rows used"), std::string::npos) << log;
+    EXPECT_NE(log.find("300 rows are quiet"), std::string::npos) << log;
+    EXPECT_NE(readFile(dir + "/weights.cpp").find("least squares, quiet positions, ridge 5; fitted on 300 positions"),
+              std::string::npos);
+
+    // A known linear model with scores of a few pawns: the logistic fit finds it again, and
+    // --scale multiplies every weight and class value it writes.
+    std::vector<double> truth(127);
+    for (int i = 1; i < 127; i++) truth[i] = (i % 5) * 6 - 12;
+    std::mt19937 rng(11);
+    {
+        std::ofstream positions(dir + "/positions.txt"), features(dir + "/features.csv");
+        for (int n = 0; n < 6000; n++) {
+            std::vector<int> f(127);
+            f[0] = 0;
+            for (int i = 1; i < 127; i++) f[i] = int(rng() % 5) - 2;
+            double score = 0;
+            for (int i = 1; i < 127; i++) score += truth[i] * f[i];
+            int material_class = rng() % 2 ? 16 : -16;
+            score += material_class > 0 ? 150 : -150;
+            int cp = int(std::lround(score));
+            positions << "4k3/4r3/8/8/8/8/3R4/3K4 w - - 0 1;" << cp / 100.0 << "\n";
+            features << material_class << ";";
+            for (int i = 0; i < 127; i++) features << f[i] << ";";
+            features << cp << "\n";
+        }
+    }
+    for (double scale : {1.0, 1.5}) {
+        log = fit("--loss=logistic --sigmoid=300 --lambda=0.01 --block=10 --every=5 --scale=" + std::to_string(scale));
+        std::string source = readFile(dir + "/weights.cpp");
+        EXPECT_NE(source.find("logistic loss, sigmoid 300 cp"), std::string::npos);
+        std::vector<double> weights = tableValues(source, "eval_weights");
+        ASSERT_EQ(weights.size(), 29u * 128u);
+        for (int i = 1; i < 127; i++) EXPECT_NEAR(weights[i], scale * truth[i], 0.2 * scale) << "weight " << i;
+        EXPECT_NEAR(tableValues(source, "endgame_bias")[16], scale * 150, 2 * scale);
+    }
+
+    std::string removal = "rm -rf " + dir;
+    EXPECT_EQ(system(removal.c_str()), 0);
+}
