@@ -76,7 +76,7 @@ struct Options {
     std::string weights = "weights.cpp";
     std::string heldout = "heldout.txt";
     bool logistic = true;
-    double sigmoid = 200;  // centipawns per unit of the logistic's argument
+    double sigmoid = 400;  // centipawns per unit of the logistic's argument
     long iterations = 8;
     bool quiet_only = false;
     double cap = 0;        // 0: labels as they are

@@ -11,8 +11,9 @@
 #   --build     build directory (default: build in the repository)
 #   --generate  let stockfish label COUNT fresh positions (tools/generate_data) and fit those
 #               instead of --data
-#   --lopsided  add COUNT positions from lopsided games labelled by stockfish (kept in
-#               BUILD/training and reused while COUNT, --seed and --depth stay the same)
+#   --lopsided  add COUNT positions from lopsided games labelled by stockfish (default 20000,
+#               0 for none; kept in BUILD/training and reused while COUNT, --seed and --depth
+#               stay the same: about 15 minutes of one core to make)
 #   --seed, --depth   for the generated positions (default 1 for --generate, 20261123 for
 #               --lopsided; depth 8)
 #   Every other option goes to tools/fit_model (--loss=, --sigmoid=, --quiet-only, --cap=,
@@ -23,14 +24,15 @@
 # Scratch files (features.csv, the held-out positions, generated data) stay in BUILD/training.
 set -eu
 
-# The recipe of the committed tables: quiet positions only, least squares.
-RECIPE="--quiet-only --loss=mse"
+# The recipe of the committed tables, chosen by games: quiet positions only, logistic loss with a
+# sigmoid of 400 cp, and 20000 positions of lopsided games beside the shared ones.
+RECIPE="--quiet-only --loss=logistic --sigmoid=400"
 
 repo=$(cd "$(dirname "$0")/.." && pwd)
 data="$repo/../shared/training/positions.txt"
 build="$repo/build"
 generate=""
-lopsided=""
+lopsided=20000
 seed=""
 depth=8
 fit_options=""
@@ -66,7 +68,7 @@ fi
 [ -r "$data" ] || { echo "Cannot read '$data'" >&2; exit 1; }
 data=$(absolute "$data")
 
-if [ -n "$lopsided" ]; then
+if [ "$lopsided" != 0 ]; then
     extra="$scratch/lopsided-$lopsided-${seed:-20261123}-d$depth.txt"
     if [ ! -s "$extra" ]; then
         step "Labelling $lopsided positions of lopsided games with stockfish (depth $depth)"
