@@ -23,6 +23,7 @@
 #include <string>
 #include <vector>
 
+#include "option_values.h"
 #include "uci_process.h"
 
 namespace vireo_openings {
@@ -57,12 +58,7 @@ std::string parseArguments(const std::vector<std::string>& args, Config& config)
         const std::string& a = args[i];
         if (i + 1 >= args.size()) return "missing value after " + a;
         const std::string& v = args[++i];
-        auto number = [&](long long low, long long high, long long& out) {
-            char* end = nullptr;
-            errno = 0;
-            out = strtoll(v.c_str(), &end, 10);
-            return *v.c_str() && *end == 0 && errno != ERANGE && out >= low && out <= high;
-        };
+        auto number = [&](long long low, long long high, long long& out) { return parseWholeNumber(v.c_str(), low, high, &out); };
         long long n = 0;
         if (a == "--count") {
             if (!number(1, 1000000, n)) return "bad count '" + v + "'";

@@ -37,6 +37,7 @@
 #include <thread>
 #include <vector>
 
+#include "option_values.h"
 #include "uci_process.h"
 
 namespace vireo_match {
@@ -1176,14 +1177,7 @@ std::string parseArguments(const std::vector<std::string>& args, MatchConfig& co
         }
         if (i + 1 >= args.size()) return "missing value after " + a;
         const std::string& v = args[++i];
-        // A whole number from low to high. Beyond high a value would wrap when stored (an int field)
-        // or overflow the clock arithmetic; strtoll itself clamps what it cannot hold and says ERANGE.
-        auto number = [&](long long low, long long high, long long& out) {
-            char* end = nullptr;
-            errno = 0;
-            out = strtoll(v.c_str(), &end, 10);
-            return *v.c_str() && *end == 0 && errno != ERANGE && out >= low && out <= high;
-        };
+        auto number = [&](long long low, long long high, long long& out) { return parseWholeNumber(v.c_str(), low, high, &out); };
         long long n = 0;
         if (a == "--engine1") config.engines[0].command = v;
         else if (a == "--engine2") config.engines[1].command = v;

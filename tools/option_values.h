@@ -1,5 +1,5 @@
-// Option values of the training tools ("--name=value"). A value is a number only when all of it is
-// one: atof("abc") would be 0, which for --max-rmse silently switches the limit off, and --count=abc
+// Option values of the tools ("--name=value" or "--name value"). A value is a number only when all
+// of it is one: atof("abc") would be 0, which for --max-rmse silently switches the limit off, and --count=abc
 // would "succeed" without writing a position.
 #pragma once
 
@@ -41,6 +41,16 @@ inline bool parseUnsigned(const char* text, uint64_t* out) {
     if (end == text || *end || errno == ERANGE) return false;
     *out = value;
     return true;
+}
+
+// A whole number from low to high in all of `text`. Beyond high a value would wrap where it is
+// stored or overflow the arithmetic done with it; strtoll itself clamps what it cannot hold and
+// says ERANGE.
+inline bool parseWholeNumber(const char* text, long long low, long long high, long long* out) {
+    char* end = nullptr;
+    errno = 0;
+    *out = strtoll(text, &end, 10);
+    return *text && *end == 0 && errno != ERANGE && *out >= low && *out <= high;
 }
 
 inline bool parseDouble(const char* text, double* out) {
