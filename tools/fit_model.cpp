@@ -479,14 +479,18 @@ struct Scored {
 // Errors of the written model and of the material model, per band, on every row.
 void printErrors(const std::vector<Row>& rows, const Fit full[COUNTS], const std::vector<double> material[COUNTS],
                  double k, double* held_rmse, double* held_material_rmse) {
+    // The unknowns of each piece count laid out as the full model's inputs index them.
+    std::vector<double> unknowns[COUNTS];
+    for (int c = 0; c < COUNTS; c++) {
+        unknowns[c] = full[c].weights;
+        unknowns[c].insert(unknowns[c].end(), full[c].bias.begin(), full[c].bias.end());
+    }
     Scored bands[4];
     Inputs in;
     for (const Row& row : rows) {
         int c = row.men - MIN_MEN;
-        std::vector<double> w = full[c].weights;
-        for (double b : full[c].bias) w.push_back(b);
         fullInputs(row, &in);
-        double s = predict(w, in);
+        double s = predict(unknowns[c], in);
         materialInputs(row, &in);
         double m = predict(material[c], in);
         for (int b = 0; b < 4; b++) {
