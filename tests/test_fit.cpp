@@ -9,22 +9,16 @@
 #include <cstdlib>
 #include <fstream>
 #include <random>
-#include <sstream>
 #include <string>
 #include <vector>
+
+#include "scratch_dir.h"
 
 namespace {
 
 std::string buildDirectory() {
     std::string binary = VIREO_BINARY;
     return binary.substr(0, binary.find_last_of('/'));
-}
-
-std::string readFile(const std::string& name) {
-    std::ifstream in(name);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
 }
 
 // The numbers of the tables "name...[...] = { ... };" in the generated source, in order of
@@ -63,9 +57,9 @@ std::vector<double> tableValues(const std::string& source, const std::string& na
 TEST(FitModel, RecoversTheWeightsOfAKnownModel) {
     std::string tool = buildDirectory() + "/fit_model";
     if (access(tool.c_str(), X_OK) != 0) GTEST_SKIP() << "fit_model is not built next to the engine";
-    char dir_template[] = "/tmp/vireo_fit_XXXXXX";
-    ASSERT_NE(mkdtemp(dir_template), nullptr);
-    std::string dir = dir_template;
+    ScratchDir scratch;
+    ASSERT_FALSE(scratch.path().empty());
+    const std::string& dir = scratch.path();
 
     // Four positions: rook ending (4 men, class field), 5 and 10 men, and the initial position.
     struct Sample { const char* fen; int men, men_to_move, material_class; };
@@ -112,9 +106,9 @@ TEST(FitModel, RecoversTheWeightsOfAKnownModel) {
     std::string command = tool + " --positions=" + dir + "/positions.txt --features=" + dir +
                           "/features.csv --weights=" + dir + "/weights.cpp --heldout=" + dir +
                           "/heldout.txt --block=10 --every=5 --lambda=0.01 --max-rmse=1 > " + dir + "/log.txt";
-    ASSERT_EQ(system(command.c_str()), 0) << readFile(dir + "/log.txt");
+    ASSERT_EQ(system(command.c_str()), 0) << scratch.read("log.txt");
 
-    std::string source = readFile(dir + "/weights.cpp");
+    std::string source = scratch.read("weights.cpp");
     std::vector<double> weights = tableValues(source, "eval_weights");
     ASSERT_EQ(weights.size(), 29u * 128u);
     for (int men : {4, 5, 10, 32})
@@ -138,9 +132,6 @@ TEST(FitModel, RecoversTheWeightsOfAKnownModel) {
     while (std::getline(held, line)) held_lines++;
     int all_lines = rows + (rows + 96) / 97;
     EXPECT_EQ(held_lines, (all_lines / 50) * 10 + std::max(0, all_lines % 50 - 40));
-
-    std::string removal = "rm -rf " + dir;
-    EXPECT_EQ(system(removal.c_str()), 0);
 }
 
 // The rows come from the engine's own "-analyse=": lines that the engine reads in its own way (a
@@ -148,9 +139,9 @@ TEST(FitModel, RecoversTheWeightsOfAKnownModel) {
 TEST(FitModel, PairsWithTheRowsTheEngineWrites) {
     std::string tool = buildDirectory() + "/fit_model";
     if (access(tool.c_str(), X_OK) != 0) GTEST_SKIP() << "fit_model is not built next to the engine";
-    char dir_template[] = "/tmp/vireo_fit_XXXXXX";
-    ASSERT_NE(mkdtemp(dir_template), nullptr);
-    std::string dir = dir_template;
+    ScratchDir scratch;
+    ASSERT_FALSE(scratch.path().empty());
+    const std::string& dir = scratch.path();
 
     std::ofstream positions(dir + "/positions.txt");
     const char* fens[] = {"4k3/4r3/8/8/8/8/3R4/3K4 w - - 0 1", "4k3/pp2r1p1/8/8/8/8/PPRP4/3K4 w - - 0 1",
@@ -163,17 +154,13 @@ TEST(FitModel, PairsWithTheRowsTheEngineWrites) {
     }
     positions.close();
 
-    std::string analyse = "cd " + dir + " && " + VIREO_BINARY + " -analyse=positions.txt > analyse.txt";
-    ASSERT_EQ(system(analyse.c_str()), 0);
+    ASSERT_EQ(scratch.run("-analyse=positions.txt").status, 0);
     std::string command = "cd " + dir + " && " + tool + " > log.txt 2>&1";
-    EXPECT_EQ(system(command.c_str()), 0) << readFile(dir + "/log.txt");
-    EXPECT_NE(readFile(dir + "/log.txt").find("303 position lines, 0 skipped like the engine does, 300 rows used, "
+    EXPECT_EQ(system(command.c_str()), 0) << scratch.read("log.txt");
+    EXPECT_NE(scratch.read("log.txt").find("303 position lines, 0 skipped like the engine does, 300 rows used, "
                                                "0 without a row, 1 outside 4..32 men, 2 bare-king stalemates"),
               std::string::npos)
-        << readFile(dir + "/log.txt");
-
-    std::string removal = "rm -rf " + dir;
-    EXPECT_EQ(system(removal.c_str()), 0);
+        << scratch.read("log.txt");
 }
 
 // What the fit aims at: only positions where no exchange is pending (--quiet-only), win
@@ -181,9 +168,9 @@ TEST(FitModel, PairsWithTheRowsTheEngineWrites) {
 TEST(FitModel, QuietPositionsLogisticLossAndScale) {
     std::string tool = buildDirectory() + "/fit_model";
     if (access(tool.c_str(), X_OK) != 0) GTEST_SKIP() << "fit_model is not built next to the engine";
-    char dir_template[] = "/tmp/vireo_fit_XXXXXX";
-    ASSERT_NE(mkdtemp(dir_template), nullptr);
-    std::string dir = dir_template;
+    ScratchDir scratch;
+    ASSERT_FALSE(scratch.path().empty());
+    const std::string& dir = scratch.path();
 
     // Quiet: the initial position, a rook ending, a pawn that only a losing capture can take (the
     // knight would be taken back by the d6 pawn). Not quiet: a hanging queen, a rook that wins a
@@ -198,17 +185,16 @@ TEST(FitModel, QuietPositionsLogisticLossAndScale) {
         std::ofstream positions(dir + "/positions.txt");
         for (int n = 0; n < 600; n++) positions << (n % 2 ? busy : quiet)[n / 2 % 3] << ";" << (n % 7) / 10.0 << "\n";
     }
-    std::string analyse = "cd " + dir + " && " + VIREO_BINARY + " -analyse=positions.txt > analyse.txt";
-    ASSERT_EQ(system(analyse.c_str()), 0);
+    ASSERT_EQ(scratch.run("-analyse=positions.txt").status, 0);
     auto fit = [&](const std::string& options) {
         std::string command = "cd " + dir + " && " + tool + " " + options + " > log.txt 2>&1";
-        EXPECT_EQ(system(command.c_str()), 0) << readFile(dir + "/log.txt");
-        return readFile(dir + "/log.txt");
+        EXPECT_EQ(system(command.c_str()), 0) << scratch.read("log.txt");
+        return scratch.read("log.txt");
     };
     std::string log = fit("--quiet-only --loss=mse");
     EXPECT_NE(log.find("600 rows used"), std::string::npos) << log;
     EXPECT_NE(log.find("300 rows are quiet"), std::string::npos) << log;
-    EXPECT_NE(readFile(dir + "/weights.cpp").find("least squares, quiet positions, ridge 5; fitted on 300 positions"),
+    EXPECT_NE(scratch.read("weights.cpp").find("least squares, quiet positions, ridge 5; fitted on 300 positions"),
               std::string::npos);
 
     // A known linear model with scores of a few pawns: the logistic fit finds it again, and
@@ -235,14 +221,11 @@ TEST(FitModel, QuietPositionsLogisticLossAndScale) {
     }
     for (double scale : {1.0, 1.5}) {
         log = fit("--loss=logistic --sigmoid=300 --lambda=0.01 --block=10 --every=5 --scale=" + std::to_string(scale));
-        std::string source = readFile(dir + "/weights.cpp");
+        std::string source = scratch.read("weights.cpp");
         EXPECT_NE(source.find("logistic loss, sigmoid 300 cp"), std::string::npos);
         std::vector<double> weights = tableValues(source, "eval_weights");
         ASSERT_EQ(weights.size(), 29u * 128u);
         for (int i = 1; i < 127; i++) EXPECT_NEAR(weights[i], scale * truth[i], 0.2 * scale) << "weight " << i;
         EXPECT_NEAR(tableValues(source, "endgame_bias")[16], scale * 150, 2 * scale);
     }
-
-    std::string removal = "rm -rf " + dir;
-    EXPECT_EQ(system(removal.c_str()), 0);
 }

@@ -5,7 +5,7 @@
 //             [--scale=X] [--lambda=X] [--block=N] [--every=N] [--max-rmse=X]
 //
 // Defaults: positions.txt, features.csv, weights.cpp, heldout.txt, logistic loss with a sigmoid
-// of 200 cp and 8 Gauss-Newton steps, every position, no cap, scale 1, ridge 5, blocks of 1000
+// of 400 cp and 8 Gauss-Newton steps, every position, no cap, scale 1, ridge 5, blocks of 1000
 // lines with every 10th held out, no rmse limit. Fails if the held-out rmse is above --max-rmse
 // or no better than that of a material-only fit.
 //
