@@ -9,23 +9,31 @@
 
 namespace {
 const std::regex SPEED_REPORT("(\\d+) nodes in \\d+ ms, speed = \\d+ nodes/s");
+const std::regex TESTER_NODES("Nodes searched  : (\\d+)");
 const std::string NOTICE_TAIL = "' (accepted: bench, -analyse=FILE, -score=FILE)";
 
 struct BenchRun {
-    int diagrams = 0;
+    int diagrams = 0, position_lines = 0;
     std::vector<std::string> bestmoves;
-    std::string report; // the speed report line, empty when none came
+    std::string report; // the speed report line ("Nodes/second" on the command line), empty when none came
     std::string nodes;
 };
 
-// Reads a bench's output up to its speed report.
+// Reads a bench's output up to its speed report: the interactive command's one line, or the
+// command line's "Nodes searched" and "Nodes/second" lines.
 BenchRun readBench(EngineProcess& engine) {
     BenchRun run;
     std::string line;
     while (engine.readLine(line, 120000)) {
         std::smatch m;
         if (line.rfind("fen = ", 0) == 0) run.diagrams++;
+        if (line.rfind("Position ", 0) == 0) run.position_lines++;
         if (line.rfind("bestmove ", 0) == 0) run.bestmoves.push_back(line);
+        if (std::regex_match(line, m, TESTER_NODES)) run.nodes = m[1];
+        if (line.rfind("Nodes/second    : ", 0) == 0) {
+            run.report = line;
+            break;
+        }
         if (std::regex_match(line, m, SPEED_REPORT)) {
             run.report = line;
             run.nodes = m[1];
@@ -46,7 +54,8 @@ TEST(CommandLine, BenchAsArgumentMatchesTheBenchCommand) {
     ASSERT_TRUE(command_line.waitExit(5000));
     EXPECT_TRUE(WIFEXITED(command_line.status()) && WEXITSTATUS(command_line.status()) == 0);
     EXPECT_EQ(rest, "") << "nothing after the report: the input is never read";
-    EXPECT_EQ(from_argument.diagrams, 4);
+    EXPECT_EQ(from_argument.diagrams, 0) << "no diagrams for testers";
+    EXPECT_EQ(from_argument.position_lines, 4);
     ASSERT_EQ(from_argument.bestmoves.size(), 4u);
     ASSERT_FALSE(from_argument.report.empty());
 
@@ -56,6 +65,8 @@ TEST(CommandLine, BenchAsArgumentMatchesTheBenchCommand) {
     BenchRun from_command = readBench(interactive);
     interactive.send("quit");
     EXPECT_TRUE(interactive.waitExit(5000));
+    EXPECT_EQ(from_command.diagrams, 4);
+    EXPECT_EQ(from_command.position_lines, 0);
     EXPECT_EQ(from_argument.bestmoves, from_command.bestmoves);
     EXPECT_EQ(from_argument.nodes, from_command.nodes) << from_argument.report << " / " << from_command.report;
 }

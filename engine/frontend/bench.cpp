@@ -16,17 +16,42 @@ const char* const BENCH_POSITIONS[4] = {
 };
 } // namespace
 
-void benchCommand() {
-    uint64_t start = clockMs(), total = 0;
-    for (const char* fen : BENCH_POSITIONS) {
-        setPosition(fen, nullptr, nullptr);
+namespace {
+// Searches the bench positions in order, each after its diagram when asked, and returns the total
+// of their nodes. Each starts from cleared tables, so that its count does not depend on the others.
+uint64_t searchBenchPositions(bool diagrams) {
+    uint64_t total = 0;
+    for (int i = 0; i < 4; i++) {
+        setPosition(BENCH_POSITIONS[i], nullptr, nullptr);
         newGame();
-        printBoard();
+        if (diagrams) printBoard();
+        else printf("Position %i/4: %s\n", i + 1, BENCH_POSITIONS[i]);
         search.limit = LIMIT_DEPTH;
         search.depth = 12;
         think();
         total += search.nodes;
         newGame();
     }
+    return total;
+}
+} // namespace
+
+void benchCommand() {
+    uint64_t start = clockMs();
+    uint64_t total = searchBenchPositions(true);
     printSpeedReport(total, clockMs() - start);
+}
+
+// Testing frameworks run "vireo bench" and read its output as text: OpenBench's worker decodes it
+// as UTF-8 (the diagrams' code-page-437 bytes are not) and takes the node count and the speed from
+// the last lines that carry "nodes" and "nps" or "nodes second". So this prints plain ASCII and
+// ends in the form of other engines' benches, with the node count on its own line.
+void commandLineBench() {
+    uint64_t start = clockMs();
+    uint64_t total = searchBenchPositions(false);
+    uint64_t ms = clockMs() - start;
+    printf("\n===========================\n");
+    printf("Total time (ms) : %llu\n", (unsigned long long)ms);
+    printf("Nodes searched  : %llu\n", (unsigned long long)total);
+    printf("Nodes/second    : %llu\n", (unsigned long long)speedOf(total, ms));
 }

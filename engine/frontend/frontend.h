@@ -7,7 +7,11 @@
 void goCommand(const char* line);
 void perftCommand(const char* line);
 void benchCommand();
+// "vireo bench" on the command line: the same searches, in plain ASCII, with the report of testers.
+void commandLineBench();
 void debugCommand();
 
+// Nodes per second, in whole thousands (0 when no time has elapsed).
+uint64_t speedOf(uint64_t nodes, uint64_t ms);
 // "<nodes> nodes in <ms> ms, speed = <n> nodes/s", the last line of perft and bench.
 void printSpeedReport(uint64_t nodes, uint64_t ms);

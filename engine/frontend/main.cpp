@@ -63,7 +63,7 @@ int main(int argc, char** argv) {
     newGame();
     if (bench) {
         detachInput();
-        benchCommand();
+        commandLineBench();
         quitEngine();
     }
     commandLoop();

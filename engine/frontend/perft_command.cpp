@@ -8,8 +8,12 @@
 // Deeper counts would not fit on the ply stack beside the game history.
 constexpr int MAX_PERFT_DEPTH = 64;
 
+uint64_t speedOf(uint64_t nodes, uint64_t ms) {
+    return ms ? nodes / ms * 1000 : 0;
+}
+
 void printSpeedReport(uint64_t nodes, uint64_t ms) {
-    uint64_t speed = ms ? nodes / ms * 1000 : 0;
+    uint64_t speed = speedOf(nodes, ms);
     printf("%llu nodes in %llu ms, speed = %llu nodes/s\n", (unsigned long long)nodes, (unsigned long long)ms,
            (unsigned long long)speed);
 }
