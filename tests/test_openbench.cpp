@@ -7,9 +7,13 @@
 #include <gtest/gtest.h>
 #include <cctype>
 #include <cstdio>
+#include <fstream>
+#include <iterator>
 #include <optional>
 #include <regex>
+#include <set>
 #include <sstream>
+#include "tests/engine_process.h"
 #include "tests/scratch_dir.h"
 
 namespace {
@@ -155,3 +159,74 @@ TEST(OpenBench, ReadsTheNodesAndSpeedOfTheCommandLineBench) {
         << "copies run at once count the same";
 }
 
+// The committed engine configuration of an OpenBench instance asks only for what the engine offers:
+// its presets' options are the engine's own (and "Threads=1", which the test form names and which
+// a one-thread engine only answers with a notice), table sizes it accepts, clock time controls (it
+// has no "go nodes"), and the build folder holds the Makefile that workers run.
+TEST(OpenBench, ConfigurationAsksOnlyForWhatTheEngineOffers) {
+    std::ifstream file(std::string(VIREO_SOURCE_DIR) + "/bench/openbench/Vireo.json");
+    ASSERT_TRUE(file) << "bench/openbench/Vireo.json";
+    std::string config((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+
+    // JSON as far as hand edits go wrong: balanced brackets outside strings, no trailing commas.
+    std::string nesting;
+    bool in_string = false;
+    for (size_t i = 0; i < config.size(); i++) {
+        char c = config[i];
+        if (in_string) {
+            if (c == '\\') i++;
+            else if (c == '"') in_string = false;
+        } else if (c == '"') in_string = true;
+        else if (c == '{' || c == '[') nesting += c;
+        else if (c == '}' || c == ']') {
+            ASSERT_FALSE(nesting.empty()) << "unbalanced at offset " << i;
+            ASSERT_EQ(nesting.back(), c == '}' ? '{' : '[') << "mismatched at offset " << i;
+            nesting.pop_back();
+        }
+    }
+    EXPECT_TRUE(nesting.empty() && !in_string);
+    EXPECT_FALSE(std::regex_search(config, std::regex(",\\s*[}\\]]"))) << "trailing comma";
+
+    EngineProcess engine;
+    engine.skipBanner();
+    engine.send("uci");
+    std::set<std::string> offered;
+    std::smatch m;
+    static const std::regex OPTION("option name (\\S+) type .*");
+    for (const std::string& line : engine.readUntil("uciok"))
+        if (std::regex_match(line, m, OPTION)) offered.insert(m[1]);
+    engine.send("quit");
+    ASSERT_EQ(offered, (std::set<std::string>{"Hash", "SyzygyPath"}));
+
+    static const std::regex OPTIONS_FIELD("\"\\w*options\"\\s*:\\s*\"([^\"]*)\"");
+    static const std::regex TIME_FIELD("\"\\w*time_control\"\\s*:\\s*\"([^\"]*)\"");
+    int options_fields = 0, time_fields = 0;
+    for (auto it = std::sregex_iterator(config.begin(), config.end(), OPTIONS_FIELD); it != std::sregex_iterator(); ++it) {
+        options_fields++;
+        std::istringstream words((*it)[1].str());
+        for (std::string word; words >> word;) {
+            size_t equals = word.find('=');
+            ASSERT_NE(equals, std::string::npos) << word;
+            std::string name = word.substr(0, equals), value = word.substr(equals + 1);
+            if (name == "Threads") {
+                EXPECT_EQ(value, "1") << "the engine plays on one thread";
+                continue;
+            }
+            EXPECT_TRUE(offered.count(name)) << "option " << name << " is not the engine's";
+            if (name == "Hash") {
+                unsigned long mb = std::stoul(value);
+                EXPECT_TRUE(mb >= 1 && mb <= 65536 && (mb & (mb - 1)) == 0) << word;
+            }
+        }
+    }
+    for (auto it = std::sregex_iterator(config.begin(), config.end(), TIME_FIELD); it != std::sregex_iterator(); ++it) {
+        time_fields++;
+        EXPECT_TRUE(std::regex_match((*it)[1].str(), std::regex("\\d+(\\.\\d+)?\\+\\d+(\\.\\d+)?"))) << (*it)[1];
+    }
+    EXPECT_GT(options_fields, 0);
+    EXPECT_GT(time_fields, 0);
+    EXPECT_TRUE(std::regex_search(config, m, std::regex("\"nps\"\\s*:\\s*(\\d+)")) && std::stoull(m[1]) > 0);
+    ASSERT_TRUE(std::regex_search(config, m, std::regex("\"path\"\\s*:\\s*\"([^\"]*)\"")));
+    std::string folder = std::string(VIREO_SOURCE_DIR) + "/" + m[1].str();
+    EXPECT_TRUE(std::ifstream(folder + "/Makefile").good()) << folder;
+}
