@@ -37,7 +37,7 @@ match=$build/match
 if ! build_match >/dev/null 2>&1; then
     echo "project configure or build failed; compiling the match tool alone" >&2
     match=$out/match
-    g++ -std=c++20 -O2 -pthread "$root/tools/match.cpp" -o "$match"
+    g++ -std=c++20 -O2 -pthread "$root/tools/match.cpp" "$root"/tools/match/*.cpp -o "$match"
 fi
 if [ $# -eq 0 ]; then
     cmake --build "$build" -j2 --target vireo

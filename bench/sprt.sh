@@ -46,7 +46,7 @@ match=$tree_build/match
 if [ $tree_configured = no ] || ! cmake --build "$tree_build" -j2 --target match >"$out/build-match.log" 2>&1; then
     echo "the working tree does not build; compiling the match tool alone" >&2
     match=$out/bin/match
-    g++ -std=c++20 -O2 -pthread "$root/tools/match.cpp" -o "$match"
+    g++ -std=c++20 -O2 -pthread "$root/tools/match.cpp" "$root"/tools/match/*.cpp -o "$match"
 fi
 
 # Prints the path of a vireo binary for an argument: a binary as given, the working tree, or a

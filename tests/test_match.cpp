@@ -1,14 +1,20 @@
 // The match tool: its statistics, its reading of the command line, the draw rules it applies to the
 // referee's FEN, SAN for the PGN, and whole games between scripted engines that end by the rules or by
-// every kind of engine fault. The tool is one program; its main() is left out so its parts can be called.
-
-#define VIREO_MATCH_NO_MAIN
-#include "tools/match.cpp"
+// every kind of engine fault.
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <filesystem>
 #include <fstream>
+#include <set>
+
+#include "tools/match/command_line.h"
+#include "tools/match/game_loop.h"
+#include "tools/match/match_run.h"
+#include "tools/match/openings.h"
+#include "tools/match/rules.h"
+#include "tools/match/summary.h"
 
 namespace {
 

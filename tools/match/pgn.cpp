@@ -1,0 +1,64 @@
+#include "pgn.h"
+
+#include <ctime>
+
+namespace vireo_match {
+
+namespace {
+
+std::string pgnQuote(const std::string& text) {
+    std::string out;
+    for (char c : text) {
+        if (c == '"' || c == '\\') out += '\\';
+        out += c;
+    }
+    return out;
+}
+
+std::string pgnTags(const GameRecord& game, const MatchConfig& config) {
+    char date[16];
+    time_t now = time(nullptr);
+    tm utc{};
+    gmtime_r(&now, &utc);
+    strftime(date, sizeof date, "%Y.%m.%d", &utc);
+    std::string text;
+    text += "[Event \"" + pgnQuote(game.names[0] + " vs " + game.names[1]) + "\"]\n";
+    text += "[Site \"?\"]\n";
+    text += std::string("[Date \"") + date + "\"]\n";
+    text += "[Round \"" + std::to_string(game.number) + "\"]\n";
+    text += "[White \"" + pgnQuote(game.names[game.white]) + "\"]\n";
+    text += "[Black \"" + pgnQuote(game.names[1 - game.white]) + "\"]\n";
+    text += "[Result \"" + game.result + "\"]\n";
+    text += "[TimeControl \"" + pgnQuote(config.tc_text) + "\"]\n";
+    text += "[PlyCount \"" + std::to_string(game.moves.size()) + "\"]\n";
+    text += "[Termination \"" + game.termination + "\"]\n\n";
+    return text;
+}
+
+// Move numbers, moves and comments in lines of at most 79 characters.
+std::string pgnMovetext(const GameRecord& game) {
+    std::string movetext, line;
+    auto emit = [&](const std::string& token) {
+        if (!line.empty() && line.size() + 1 + token.size() > 79) {
+            movetext += line + "\n";
+            line.clear();
+        }
+        line += (line.empty() ? "" : " ") + token;
+    };
+    for (size_t i = 0; i < game.san.size(); i++) {
+        if (i % 2 == 0) emit(std::to_string(i / 2 + 1) + ".");
+        emit(game.san[i]);
+        if (!game.comments[i].empty()) emit("{" + game.comments[i] + "}");
+    }
+    if (!game.reason.empty()) emit("{" + game.reason + "}");
+    emit(game.result);
+    return movetext + line + "\n\n";
+}
+
+}  // namespace
+
+std::string pgnGame(const GameRecord& game, const MatchConfig& config) {
+    return pgnTags(game, config) + pgnMovetext(game);
+}
+
+}  // namespace vireo_match

@@ -1,0 +1,28 @@
+// The referee: a stockfish process that knows the rules. The tool trusts neither player, so the
+// referee lists the legal moves and tells the FEN and the checkers of every position.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "../uci_process.h"
+
+namespace vireo_match {
+
+using namespace vireo_tools;
+
+struct Referee {
+    std::string command;
+    Process process;
+};
+
+// "position startpos moves ..." for the moves played from the start position.
+std::string positionCommand(const std::vector<std::string>& moves);
+
+bool startReferee(Referee& referee, std::string& error);
+
+// Asks the referee about the position after the moves. A referee that is not running is started; one
+// that gives no usable answer is restarted once, after that the match cannot go on (runtime_error).
+Position queryPosition(Referee& referee, const std::vector<std::string>& moves);
+
+}  // namespace vireo_match
