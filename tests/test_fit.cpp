@@ -228,4 +228,26 @@ TEST(FitModel, QuietPositionsLogisticLossAndScale) {
         for (int i = 1; i < 127; i++) EXPECT_NEAR(weights[i], scale * truth[i], 0.2 * scale) << "weight " << i;
         EXPECT_NEAR(tableValues(source, "endgame_bias")[16], scale * 150, 2 * scale);
     }
+
+    // tools/train.sh made the committed tables with its RECIPE: passed as the script passes it, with
+    // the paths in either spelling, it must still give the settings that evaluation/weights.cpp names.
+    auto text = [](const std::string& path) {
+        std::ifstream in(path);
+        return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    };
+    auto settings = [](const std::string& source) {
+        size_t open = source.find('(');
+        return source.substr(open, source.find(';') - open);
+    };
+    std::string script = text(VIREO_SOURCE_DIR "/tools/train.sh");
+    size_t at = script.find("\nRECIPE=\"");
+    ASSERT_NE(at, std::string::npos);
+    std::string recipe = script.substr(at + 9, script.find('"', at + 9) - at - 9);
+    std::string committed = settings(text(VIREO_SOURCE_DIR "/evaluation/weights.cpp"));
+    ASSERT_GT(committed.size(), 1u) << "no settings in evaluation/weights.cpp";
+    for (const char* paths : {"--positions=positions.txt --features=features.csv --weights=weights.cpp",
+                              "--positions positions.txt --features features.csv --weights weights.cpp"}) {
+        fit(std::string(paths) + " --heldout=heldout.txt " + recipe);
+        EXPECT_EQ(settings(scratch.read("weights.cpp")), committed) << paths;
+    }
 }

@@ -172,6 +172,17 @@ TEST(Match, CommandLine) {
         EXPECT_FALSE(refused.sprt) << text;
     }
     EXPECT_EQ(largest.seed, 9223372036854775807u);
+
+    // Either spelling gives an option its value; a switch takes none.
+    MatchConfig joined;
+    EXPECT_EQ(parseArguments({"--engine1=a b", "--engine2", "c", "--option2=Hash=16", "--games=4", "--quiet"}, joined), "");
+    EXPECT_EQ(joined.engines[0].command, "a b");
+    ASSERT_EQ(joined.engines[1].options.size(), 1u);
+    EXPECT_EQ(joined.engines[1].options[0], (std::pair<std::string, std::string>{"Hash", "16"}));
+    EXPECT_EQ(joined.games, 4);
+    EXPECT_TRUE(joined.quiet);
+    EXPECT_EQ(parseArguments({"--quiet=yes"}, bad), "--quiet takes no value");
+    EXPECT_EQ(parseArguments({"--games="}, bad), "bad number of games ''");
 }
 
 TEST(Match, Summary) {

@@ -1,12 +1,14 @@
 // Searches fixed-shift magic multipliers (shift 52 for rooks, 55 for bishops) and prints them as
 // the source of sliders/magics.cpp. Squares whose multiplier is already known keep it.
-//   find_magics [seed] > sliders/magics.cpp
+//   find_magics [--seed N] > sliders/magics.cpp
 #include <cstdio>
 #include <cstdlib>
 #include <cstdint>
 #include <random>
+#include <string>
 #include <vector>
 #include "sliders/sliders.h"
+#include "option_values.h"
 
 using namespace sliders;
 
@@ -26,7 +28,16 @@ static bool works(int square, bool rook, uint64_t magic) {
 }
 
 int main(int argc, char** argv) {
-    std::mt19937_64 random(argc > 1 ? strtoull(argv[1], nullptr, 10) : 1);
+    uint64_t seed = 1;
+    vireo_tools::OptionReader options(argc, argv);
+    while (options.next()) {
+        std::string value;
+        if (options.name() != "--seed" || !options.value(value) || !vireo_tools::parseUnsigned(value.c_str(), &seed)) {
+            fprintf(stderr, "usage: find_magics [--seed N] > sliders/magics.cpp\n");
+            return 1;
+        }
+    }
+    std::mt19937_64 random(seed);
     // The first four squares of each kind have established multipliers.
     const uint64_t known_rook[4] = {0x2380004000201080, 0xc0084100401024, 0x6020022008002401, 0x2010002400020090};
     const uint64_t known_bishop[4] = {0x20041844091814, 0x404021044210181, 0x190e120900082210, 0xa4080150002d0};

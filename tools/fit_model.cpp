@@ -3,6 +3,7 @@
 //   fit_model [--positions=FILE] [--features=FILE] [--weights=FILE] [--heldout=FILE]
 //             [--loss=logistic|mse] [--sigmoid=CP] [--iterations=N] [--quiet-only] [--cap=CP]
 //             [--scale=X] [--lambda=X] [--block=N] [--every=N] [--max-rmse=X]
+//   (a value may also follow its option as the next argument: --sigmoid 400)
 //
 // Defaults: positions.txt, features.csv, weights.cpp, heldout.txt, logistic loss with a sigmoid
 // of 400 cp and 8 Gauss-Newton steps, every position, no cap, scale 1, ridge 5, blocks of 1000
@@ -428,34 +429,41 @@ bool writeWeights(const std::string& name, const Fit fits[COUNTS], long samples,
     return false;
 }
 
+// Reads "--name=value" and "--name value" alike.
 bool parseOptions(int argc, char** argv, Options* options) {
-    for (int i = 1; i < argc; i++) {
-        const char* arg = argv[i];
-        auto value = [&](const char* name) { return optionValue(arg, name); };
-        const char* v;
-        bool ok = true;
-        if ((v = value("--positions="))) options->positions = v;
-        else if ((v = value("--features="))) options->features = v;
-        else if ((v = value("--weights="))) options->weights = v;
-        else if ((v = value("--heldout="))) options->heldout = v;
-        else if ((v = value("--loss="))) {
-            ok = !strcmp(v, "logistic") || !strcmp(v, "mse");
-            options->logistic = !strcmp(v, "logistic");
-        } else if ((v = value("--sigmoid="))) ok = parseDouble(v, &options->sigmoid) && options->sigmoid > 0;
-        else if ((v = value("--iterations="))) ok = parseLong(v, &options->iterations) && options->iterations >= 0;
-        else if (!strcmp(arg, "--quiet-only")) options->quiet_only = true;
-        else if ((v = value("--cap="))) ok = parseDouble(v, &options->cap) && options->cap >= 0;
-        else if ((v = value("--scale="))) ok = parseDouble(v, &options->scale) && options->scale > 0;
-        else if ((v = value("--lambda="))) ok = parseDouble(v, &options->lambda);
-        else if ((v = value("--block="))) ok = parseLong(v, &options->block);
-        else if ((v = value("--every="))) ok = parseLong(v, &options->every);
-        else if ((v = value("--max-rmse="))) ok = parseDouble(v, &options->max_rmse);
-        else {
-            fprintf(stderr, "Unknown option '%s'\n", arg);
+    OptionReader reader(argc, argv);
+    while (reader.next()) {
+        const std::string& name = reader.name();
+        if (name == "--quiet-only" && reader.isSwitch()) {
+            options->quiet_only = true;
+            continue;
+        }
+        std::string v;
+        bool ok = reader.value(v), known = true;
+        const char* text = v.c_str();
+        if (name == "--positions") options->positions = v;
+        else if (name == "--features") options->features = v;
+        else if (name == "--weights") options->weights = v;
+        else if (name == "--heldout") options->heldout = v;
+        else if (name == "--loss") {
+            ok = ok && (v == "logistic" || v == "mse");
+            options->logistic = v == "logistic";
+        } else if (name == "--sigmoid") ok = ok && parseDouble(text, &options->sigmoid) && options->sigmoid > 0;
+        else if (name == "--iterations") ok = ok && parseLong(text, &options->iterations) && options->iterations >= 0;
+        else if (name == "--cap") ok = ok && parseDouble(text, &options->cap) && options->cap >= 0;
+        else if (name == "--scale") ok = ok && parseDouble(text, &options->scale) && options->scale > 0;
+        else if (name == "--lambda") ok = ok && parseDouble(text, &options->lambda);
+        else if (name == "--block") ok = ok && parseLong(text, &options->block);
+        else if (name == "--every") ok = ok && parseLong(text, &options->every);
+        else if (name == "--max-rmse") ok = ok && parseDouble(text, &options->max_rmse);
+        else if (name == "--quiet-only") ok = false;  // a switch given a value
+        else known = false;
+        if (!known) {
+            fprintf(stderr, "Unknown option '%s'\n", name.c_str());
             return false;
         }
         if (!ok) {
-            fprintf(stderr, "Bad value in '%s'\n", arg);
+            fprintf(stderr, "Bad value for '%s'\n", name.c_str());
             return false;
         }
     }

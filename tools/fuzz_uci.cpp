@@ -3,7 +3,7 @@
 // cannot work, token soup, control bytes and overlong lines. The same seed gives the same lines.
 // bench/fuzz_uci.sh feeds them to the sanitizer build.
 //
-//   fuzz_uci [--seed N] [--lines N] [--tables DIR] [--damaged DIR]
+//   fuzz_uci [--seed N] [--lines N] [--tables DIR] [--damaged DIR]   (or --seed=N ...)
 //
 // --tables names a folder of good Syzygy tables, --damaged one with a damaged file; both turn up
 // among the SyzygyPath values. The last line is always "quit".
@@ -14,6 +14,8 @@
 #include <random>
 #include <string>
 #include <vector>
+
+#include "option_values.h"
 
 namespace {
 
@@ -161,13 +163,17 @@ int main(int argc, char** argv) {
     uint64_t seed = 1;
     long lines = 1000;
     std::string tables, damaged;
-    for (int i = 1; i + 1 < argc; i += 2) {
-        std::string option = argv[i], value = argv[i + 1];
-        if (option == "--seed") seed = strtoull(value.c_str(), nullptr, 10);
-        else if (option == "--lines") lines = strtol(value.c_str(), nullptr, 10);
-        else if (option == "--tables") tables = value;
-        else if (option == "--damaged") damaged = value;
-        else {
+    vireo_tools::OptionReader options(argc, argv);
+    while (options.next()) {
+        const std::string& name = options.name();
+        std::string value;
+        bool ok = options.value(value);
+        if (name == "--seed") ok = ok && vireo_tools::parseUnsigned(value.c_str(), &seed);
+        else if (name == "--lines") ok = ok && vireo_tools::parseLong(value.c_str(), &lines);
+        else if (name == "--tables") tables = value;
+        else if (name == "--damaged") damaged = value;
+        else ok = false;
+        if (!ok) {
             fprintf(stderr, "usage: fuzz_uci [--seed N] [--lines N] [--tables DIR] [--damaged DIR]\n");
             return 1;
         }

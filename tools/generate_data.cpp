@@ -3,6 +3,7 @@
 //
 //   generate_data [--count=N] [--seed=S] [--depth=D] [--output=FILE] [--stockfish=PATH]
 //                 [--endgames=PERCENT] [--lopsided=PERCENT] [--random-moves=PERCENT]
+//   (a value may also follow its option as the next argument: --count 1000)
 //
 // Stockfish plays games against itself: 70% start from 4 to 14 random legal moves from the initial
 // position, the others from a random placement of the two kings and 2 to 4 other men. Every
@@ -212,26 +213,28 @@ bool playGame(Process& engine, const Options& options, std::mt19937_64& rng, FIL
     return true;
 }
 
+// Reads "--name=value" and "--name value" alike.
 bool parseOptions(int argc, char** argv, Options* options) {
-    for (int i = 1; i < argc; i++) {
-        const char* arg = argv[i];
-        auto value = [&](const char* name) { return optionValue(arg, name); };
-        const char* v;
-        bool number_ok = true;
-        if ((v = value("--count="))) number_ok = parseLong(v, &options->count);
-        else if ((v = value("--seed="))) number_ok = parseUnsigned(v, &options->seed);
-        else if ((v = value("--depth="))) number_ok = parseInt(v, &options->depth);
-        else if ((v = value("--output="))) options->output = v;
-        else if ((v = value("--stockfish="))) options->stockfish = v;
-        else if ((v = value("--endgames="))) number_ok = parseInt(v, &options->endgames);
-        else if ((v = value("--lopsided="))) number_ok = parseInt(v, &options->lopsided);
-        else if ((v = value("--random-moves="))) number_ok = parseInt(v, &options->random_moves);
+    OptionReader reader(argc, argv);
+    while (reader.next()) {
+        const std::string& name = reader.name();
+        std::string v;
+        bool number_ok = reader.value(v);
+        const char* text = v.c_str();
+        if (name == "--count") number_ok = number_ok && parseLong(text, &options->count);
+        else if (name == "--seed") number_ok = number_ok && parseUnsigned(text, &options->seed);
+        else if (name == "--depth") number_ok = number_ok && parseInt(text, &options->depth);
+        else if (name == "--output") options->output = v;
+        else if (name == "--stockfish") options->stockfish = v;
+        else if (name == "--endgames") number_ok = number_ok && parseInt(text, &options->endgames);
+        else if (name == "--lopsided") number_ok = number_ok && parseInt(text, &options->lopsided);
+        else if (name == "--random-moves") number_ok = number_ok && parseInt(text, &options->random_moves);
         else {
-            fprintf(stderr, "Unknown option '%s'\n", arg);
+            fprintf(stderr, "Unknown option '%s'\n", name.c_str());
             return false;
         }
         if (!number_ok) {
-            fprintf(stderr, "Bad number in '%s'\n", arg);
+            fprintf(stderr, "Missing or bad value for '%s'\n", name.c_str());
             return false;
         }
     }

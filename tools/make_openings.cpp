@@ -42,7 +42,7 @@ struct Config {
 };
 
 const char* USAGE =
-    "usage: make_openings [options]\n"
+    "usage: make_openings [options]   (--name VALUE or --name=VALUE)\n"
     "  --count N        openings to keep (default 600)\n"
     "  --plies N        random plies from the start position (default 8)\n"
     "  --seed N         seed of the random plies (default 1)\n"
@@ -54,10 +54,11 @@ const char* USAGE =
 
 // Fills the configuration; returns an error text, empty when the command line is fine.
 std::string parseArguments(const std::vector<std::string>& args, Config& config) {
-    for (size_t i = 0; i < args.size(); i++) {
-        const std::string& a = args[i];
-        if (i + 1 >= args.size()) return "missing value after " + a;
-        const std::string& v = args[++i];
+    OptionReader options(args);
+    while (options.next()) {
+        const std::string& a = options.name();
+        std::string v;
+        if (!options.value(v)) return "missing value after " + a;
         auto number = [&](long long low, long long high, long long& out) { return parseWholeNumber(v.c_str(), low, high, &out); };
         long long n = 0;
         if (a == "--count") {

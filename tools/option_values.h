@@ -1,6 +1,7 @@
-// Option values of the tools ("--name=value" or "--name value"). A value is a number only when all
-// of it is one: atof("abc") would be 0, which for --max-rmse silently switches the limit off, and --count=abc
-// would "succeed" without writing a position.
+// The command lines of the tools. Every tool takes "--name value" and "--name=value" alike, read by
+// one OptionReader, so that scripts may use either spelling. A value is a number only when all of
+// it is one: atof("abc") would be 0, which for --max-rmse silently switches the limit off, and
+// --count=abc would "succeed" without writing a position.
 #pragma once
 
 #include <cerrno>
@@ -8,15 +9,55 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
-#include <cstring>
+#include <string>
+#include <utility>
+#include <vector>
 
 namespace vireo_tools {
 
-// The text after `name` when the argument starts with it, else null.
-inline const char* optionValue(const char* arg, const char* name) {
-    size_t n = strlen(name);
-    return strncmp(arg, name, n) == 0 ? arg + n : nullptr;
-}
+// Walks the arguments option by option. An argument "--name=value" carries its value; otherwise
+// the value, for an option that takes one, is the argument that follows, whatever it looks like
+// (an engine command or an empty string are values too).
+class OptionReader {
+public:
+    explicit OptionReader(std::vector<std::string> args) : args_(std::move(args)) {}
+    OptionReader(int argc, char** argv) : args_(argv + 1, argv + argc) {}
+
+    // Moves to the next option; false when the arguments are used up.
+    bool next() {
+        if (at_ >= args_.size()) return false;
+        const std::string& arg = args_[at_++];
+        size_t equals = arg.find('=');
+        has_attached_ = arg.rfind("--", 0) == 0 && equals != std::string::npos;
+        name_ = has_attached_ ? arg.substr(0, equals) : arg;
+        attached_ = has_attached_ ? arg.substr(equals + 1) : "";
+        return true;
+    }
+
+    // The option as written up to its '=', e.g. "--games".
+    const std::string& name() const { return name_; }
+
+    // True when the option came without "=value": a switch such as "--quiet" takes none.
+    bool isSwitch() const { return !has_attached_; }
+
+    // Takes the option's value; false when the command line ends before it.
+    bool value(std::string& out) {
+        if (has_attached_) {
+            out = attached_;
+            has_attached_ = false;
+            return true;
+        }
+        if (at_ >= args_.size()) return false;
+        out = args_[at_++];
+        return true;
+    }
+
+private:
+    std::vector<std::string> args_;
+    size_t at_ = 0;
+    std::string name_, attached_;
+    bool has_attached_ = false;
+};
 
 inline bool parseLong(const char* text, long* out) {
     char* end = nullptr;

@@ -5,6 +5,7 @@
 #
 #   tools/train.sh [--data=FILE] [--build=DIR] [--generate=COUNT] [--lopsided=COUNT]
 #                  [--seed=N] [--depth=N] [fit_model options...]
+#   (each value may also follow its option as the next argument: --data FILE)
 #
 #   --data      labelled positions, "FEN;score in pawns" per line
 #               (default: ../shared/training/positions.txt beside the repository)
@@ -37,7 +38,17 @@ seed=""
 depth=8
 fit_options=""
 
-for arg in "$@"; do
+# Like the programs, "--name value" and "--name=value" alike; a word that follows a fit_model option
+# is its value.
+while [ $# -gt 0 ]; do
+    arg=$1
+    shift
+    case "$arg" in
+        --data | --build | --generate | --lopsided | --seed | --depth)
+            [ $# -gt 0 ] || { echo "Missing value after '$arg'" >&2; exit 1; }
+            arg="$arg=$1"
+            shift ;;
+    esac
     case "$arg" in
         --data=*) data=${arg#--data=} ;;
         --build=*) build=${arg#--build=} ;;
@@ -46,7 +57,8 @@ for arg in "$@"; do
         --seed=*) seed=${arg#--seed=} ;;
         --depth=*) depth=${arg#--depth=} ;;
         --*) fit_options="$fit_options $arg" ;;
-        *) echo "Unknown option '$arg'" >&2; exit 1 ;;
+        *) [ -n "$fit_options" ] || { echo "Unknown option '$arg'" >&2; exit 1; }
+           fit_options="$fit_options $arg" ;;
     esac
 done
 [ -n "$fit_options" ] || fit_options=$RECIPE

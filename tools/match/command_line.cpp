@@ -19,6 +19,7 @@ namespace {
 
 const char* USAGE =
     "usage: match --engine1 CMD --engine2 CMD [options]\n"
+    "  (every option takes its value as --name VALUE or --name=VALUE)\n"
     "  --engine1 CMD, --engine2 CMD   engine command lines (words split like a shell, quotes group)\n"
     "  --option1 \"Name=Value\"         UCI option for engine 1 (repeatable); --option2 likewise\n"
     "  --name1 NAME, --name2 NAME     names for the summary and PGN (default: the engine's \"id name\")\n"
@@ -134,15 +135,18 @@ bool parseTimeControl(const std::string& text, int64_t& base_ms, int64_t& increm
 }
 
 std::string parseArguments(const std::vector<std::string>& args, MatchConfig& config) {
+    OptionReader options(args);
     bool games_given = false;
-    for (size_t i = 0; i < args.size(); i++) {
-        const std::string& a = args[i];
+    while (options.next()) {
+        const std::string& a = options.name();
         if (a == "--stderr" || a == "--quiet") {
+            if (!options.isSwitch()) return a + " takes no value";
             (a == "--stderr" ? config.show_stderr : config.quiet) = true;
             continue;
         }
-        if (i + 1 >= args.size()) return "missing value after " + a;
-        std::string error = setOption(a, args[++i], config, games_given);
+        std::string v;
+        if (!options.value(v)) return "missing value after " + a;
+        std::string error = setOption(a, v, config, games_given);
         if (!error.empty()) return error;
     }
     if (config.engines[0].command.empty() || config.engines[1].command.empty()) return "both --engine1 and --engine2 are needed";
