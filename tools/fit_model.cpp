@@ -58,6 +58,7 @@
 #include "../evaluation/features.h"
 #include "../evaluation/model.h"
 #include "../sliders/sliders.h"
+#include "file_handle.h"
 #include "option_values.h"
 
 namespace {
@@ -537,112 +538,140 @@ void printTellingWeights(const Fit full[COUNTS], const std::vector<double> mater
     printf("10 men, material model: pawn %.0f knight %.0f bishop %.0f rook %.0f queen %.0f\n", m[0], m[1], m[2], m[3], m[4]);
 }
 
+// A feature row split into its fields: the class field when the row has one, the features and the
+// reference score.
+struct RowFields {
+    int fields[FEATURES + 3];
+    int count = 0;
+    bool has_class = false;
+    int material_class = 0;
+    const int* f = nullptr;
+    int reference = 0;
+};
+
+bool splitRow(std::string& text, RowFields* row) {
+    row->count = parseRow(text.data(), row->fields, FEATURES + 3);
+    if (row->count != FEATURES + 1 && row->count != FEATURES + 2) return false;
+    row->has_class = row->count == FEATURES + 2;
+    row->f = row->fields + row->has_class;
+    row->material_class = row->has_class ? row->fields[0] : 0;
+    row->reference = row->fields[row->count - 1];
+    return true;
+}
+
+// A bare king with every neighbouring square attacked (stalemate) has all features zeroed.
+bool isZeroedStalemate(const RowFields& row, const Position& pos) {
+    return pos.men_to_move == 1 && std::all_of(row.f, row.f + FEATURES, [](int x) { return x == 0; });
+}
+
+// The row belongs to the position line only if it agrees on everything the line decides.
+bool rowMatches(const RowFields& row, const Position& pos, int centipawns) {
+    return (row.reference == centipawns || row.reference == 0) &&
+           (row.f[0] == 2 * pos.men_to_move - pos.men || isZeroedStalemate(row, pos)) &&
+           row.has_class == (pos.men >= 4 && pos.men <= 6);
+}
+
+struct RowCounts {
+    long lines = 0, skipped = 0, unmatched = 0, out_of_range = 0, stalemates = 0, quiet = 0;
+};
+
+// The files of readRows, each closed however reading ends. They are opened in order and no further
+// once one fails, so that a missing input leaves the held-out file as it was.
+struct RowFiles {
+    FileHandle positions, features, heldout;
+};
+
+bool openRowFiles(const Options& options, RowFiles* files) {
+    const std::string* failed = nullptr;
+    if (!(files->positions = openFile(options.positions, "r"))) failed = &options.positions;
+    else if (!(files->features = openFile(options.features, "r"))) failed = &options.features;
+    else if (!(files->heldout = openFile(options.heldout, "w"))) failed = &options.heldout;
+    if (failed) fprintf(stderr, "Cannot open '%s'\n", failed->c_str());
+    return !failed;
+}
+
+// The row of a paired position line for the fit, or false (with a message) for a feature out of range.
+bool makeRow(const RowFields& fields, const Position& pos, const Options& options, long line, Row* row) {
+    for (int i = 0; i < FEATURES; i++) {
+        if (fields.f[i] < INT16_MIN || fields.f[i] > INT16_MAX) {
+            fprintf(stderr, "Feature %d out of range in '%s' (position line %ld)\n", i, options.features.c_str(), line);
+            return false;
+        }
+        row->f[i] = int16_t(fields.f[i]);
+    }
+    row->material_class = int16_t(fields.material_class);
+    row->label = fields.reference;
+    row->men = uint8_t(pos.men);
+    return true;
+}
+
 // Reads the position lines and their feature rows; writes the held-out lines. 0 on success,
 // else the exit status.
 int readRows(const Options& options, std::vector<Row>* rows) {
-    FILE* positions = fopen(options.positions.c_str(), "r");
-    if (!positions) {
-        fprintf(stderr, "Cannot open '%s'\n", options.positions.c_str());
-        return 1;
-    }
-    FILE* features = fopen(options.features.c_str(), "r");
-    if (!features) {
-        fprintf(stderr, "Cannot open '%s'\n", options.features.c_str());
-        fclose(positions);
-        return 1;
-    }
-    FILE* heldout = fopen(options.heldout.c_str(), "w");
-    if (!heldout) {
-        fprintf(stderr, "Cannot open '%s'\n", options.heldout.c_str());
-        fclose(positions);
-        fclose(features);
-        return 1;
-    }
-
+    RowFiles files;
+    if (!openRowFiles(options, &files)) return 1;
     std::string line, row_text;
-    int fields[FEATURES + 3];
+    RowFields fields;
     bool have_row = false;
-    long line_number = 0, skipped = 0, unmatched = 0, out_of_range = 0, stalemates = 0, quiet = 0;
-    while (readLine(positions, &line)) {
-        long index = line_number++;
+    RowCounts counts;
+    while (readLine(files.positions.get(), &line)) {
+        long index = counts.lines++;
         bool is_held = (index / options.block) % options.every == options.every - 1;
-        if (is_held) fputs(line.c_str(), heldout);
-        if (line.back() != '\n' && is_held) fputc('\n', heldout);
+        if (is_held) fputs(line.c_str(), files.heldout.get());
+        if (line.back() != '\n' && is_held) fputc('\n', files.heldout.get());
 
         Position pos;
         int centipawns;
         if (!readPositionLine(line.c_str(), &pos, &centipawns)) {
-            skipped++;
+            counts.skipped++;
             continue;
         }
         bool is_quiet = options.quiet_only && isQuiet();
         if (!have_row) {
-            if (!readLine(features, &row_text)) {
-                unmatched++;
+            if (!readLine(files.features.get(), &row_text)) {
+                counts.unmatched++;
                 continue;
             }
             have_row = true;
         }
-        int n = parseRow(row_text.data(), fields, FEATURES + 3);
-        if (n != FEATURES + 1 && n != FEATURES + 2) {
+        if (!splitRow(row_text, &fields)) {
             fprintf(stderr, "Malformed row in '%s' (position line %ld)\n", options.features.c_str(), index + 1);
             return 1;
         }
-        bool has_class = n == FEATURES + 2;
-        const int* f = fields + has_class;
-        int material_class = has_class ? fields[0] : 0;
-        int reference = fields[n - 1];
-        // The row belongs to this line only if it agrees on everything the line decides.
-        // A bare king with every neighbouring square attacked (stalemate) has all features zeroed.
-        bool zeroed = pos.men_to_move == 1 && std::all_of(f, f + FEATURES, [](int x) { return x == 0; });
-        bool matches = (reference == centipawns || reference == 0) &&
-                       (f[0] == 2 * pos.men_to_move - pos.men || zeroed) &&
-                       has_class == (pos.men >= 4 && pos.men <= 6);
-        if (!matches) {
-            if (unmatched++ == 0)
+        if (!rowMatches(fields, pos, centipawns)) {
+            if (counts.unmatched++ == 0)
                 fprintf(stderr, "Position line %ld has no row (next row: score %d, feature 0 = %d, %d fields)\n",
-                        index + 1, reference, f[0], n);
+                        index + 1, fields.reference, fields.f[0], fields.count);
             continue;
         }
         have_row = false;
         // The engine scores those 0 without asking the model, so they would only bend the fit.
-        if (zeroed) {
-            stalemates++;
+        if (isZeroedStalemate(fields, pos)) {
+            counts.stalemates++;
             continue;
         }
         if (pos.men < MIN_MEN || pos.men > MAX_MEN ||
-            std::abs(material_class) >= classCount(pos.men) + (has_class ? 0 : 1)) {
-            out_of_range++;
+            std::abs(fields.material_class) >= classCount(pos.men) + (fields.has_class ? 0 : 1)) {
+            counts.out_of_range++;
             continue;
         }
         Row row;
-        for (int i = 0; i < FEATURES; i++) {
-            if (f[i] < INT16_MIN || f[i] > INT16_MAX) {
-                fprintf(stderr, "Feature %d out of range in '%s' (position line %ld)\n", i, options.features.c_str(), index + 1);
-                return 1;
-            }
-            row.f[i] = int16_t(f[i]);
-        }
-        row.material_class = int16_t(material_class);
-        row.label = reference;
-        row.men = uint8_t(pos.men);
+        if (!makeRow(fields, pos, options, index + 1, &row)) return 1;
         row.held = is_held;
         row.quiet = !options.quiet_only || is_quiet;
-        quiet += row.quiet && options.quiet_only;
+        counts.quiet += row.quiet && options.quiet_only;
         rows->push_back(row);
     }
-    bool extra_rows = have_row || readLine(features, &row_text);
-    fclose(positions);
-    fclose(features);
-    if (fclose(heldout) != 0) {
+    bool extra_rows = have_row || readLine(files.features.get(), &row_text);
+    if (!closeFile(files.heldout)) {
         fprintf(stderr, "Cannot write '%s'\n", options.heldout.c_str());
         return 1;
     }
     printf("%ld position lines, %ld skipped like the engine does, %zu rows used, %ld without a row, "
-           "%ld outside 4..32 men, %ld bare-king stalemates\n", line_number, skipped, rows->size(), unmatched,
-           out_of_range, stalemates);
-    if (options.quiet_only) printf("%ld rows are quiet\n", quiet);
-    if (extra_rows || unmatched * 100 > line_number) {
+           "%ld outside 4..32 men, %ld bare-king stalemates\n", counts.lines, counts.skipped, rows->size(),
+           counts.unmatched, counts.out_of_range, counts.stalemates);
+    if (options.quiet_only) printf("%ld rows are quiet\n", counts.quiet);
+    if (extra_rows || counts.unmatched * 100 > counts.lines) {
         fprintf(stderr, "'%s' does not belong to '%s': rows and positions do not pair up\n",
                 options.features.c_str(), options.positions.c_str());
         return 1;

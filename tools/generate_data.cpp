@@ -34,6 +34,7 @@
 #include <string>
 #include <vector>
 
+#include "file_handle.h"
 #include "option_values.h"
 #include "uci_process.h"
 
@@ -256,7 +257,7 @@ int main(int argc, char** argv) {
         fprintf(stderr, "Cannot run '%s' (apt-get install stockfish)\n", options.stockfish.c_str());
         return 1;
     }
-    FILE* out = fopen(options.output.c_str(), "w");
+    FileHandle out = openFile(options.output, "w");
     if (!out) {
         fprintf(stderr, "Cannot open '%s'\n", options.output.c_str());
         return 1;
@@ -279,15 +280,14 @@ int main(int argc, char** argv) {
     long written = 0, games = 0;
     bool ok = true;
     while (written < options.count) {
-        if (!playGame(engine, options, rng, out, &written)) {
+        if (!playGame(engine, options, rng, out.get(), &written)) {
             ok = false;
             break;
         }
         games++;
     }
     stopProcess(engine);
-    bool written_ok = !ferror(out);
-    if (fclose(out) != 0 || !written_ok) {
+    if (!closeFile(out)) {
         fprintf(stderr, "Cannot write '%s'\n", options.output.c_str());
         return 1;
     }

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <mutex>
 
+#include "../file_handle.h"
 #include "referee.h"
 
 namespace vireo_match {
@@ -16,7 +17,7 @@ namespace {
 // Missing options are reported once per engine, not at every restart.
 std::atomic<bool> options_checked[2];
 
-FILE* traffic_log = nullptr;
+FileHandle traffic_log;
 std::mutex traffic_mutex;
 auto traffic_start = Clock::now();
 
@@ -25,8 +26,8 @@ void logTraffic(int game, const std::string& who, const char* direction, const s
     if (!traffic_log) return;
     std::lock_guard<std::mutex> lock(traffic_mutex);
     double seconds = std::chrono::duration<double>(Clock::now() - traffic_start).count();
-    fprintf(traffic_log, "%10.3f game %d %s %s %s\n", seconds, game, who.c_str(), direction, line.c_str());
-    fflush(traffic_log);
+    fprintf(traffic_log.get(), "%10.3f game %d %s %s %s\n", seconds, game, who.c_str(), direction, line.c_str());
+    fflush(traffic_log.get());
 }
 
 bool sendToEngine(Engine& engine, int game, const std::string& line) {
@@ -143,7 +144,7 @@ void awaitBestMove(Engine& engine, int game, Clock::time_point start, Clock::tim
 }  // namespace
 
 bool openTrafficLog(const std::string& path) {
-    traffic_log = fopen(path.c_str(), "w");
+    traffic_log = openFile(path, "w");
     return traffic_log != nullptr;
 }
 

@@ -9,6 +9,7 @@
 #include <stdexcept>
 #include <thread>
 
+#include "../file_handle.h"
 #include "game_loop.h"
 #include "openings.h"
 #include "pgn.h"
@@ -124,14 +125,16 @@ MatchResult runMatch(const MatchConfig& config) {
     match.games.resize(size_t(config.games));
     MatchInProgress run{config, match};
     run.listed = listedOpenings(config);
+    vireo_tools::FileHandle pgn;
     if (!config.pgn_path.empty()) {
-        run.pgn = fopen(config.pgn_path.c_str(), "w");
-        if (!run.pgn) throw std::runtime_error("cannot create '" + config.pgn_path + "'");
+        pgn = vireo_tools::openFile(config.pgn_path, "w");
+        if (!pgn) throw std::runtime_error("cannot create '" + config.pgn_path + "'");
+        run.pgn = pgn.get();
     }
     std::vector<std::thread> threads;
     for (int t = 0; t < std::max(1, config.concurrency); t++) threads.emplace_back(playGames, std::ref(run));
     for (auto& t : threads) t.join();
-    if (run.pgn) fclose(run.pgn);
+    if (pgn && !vireo_tools::closeFile(pgn)) fprintf(stderr, "match: cannot write '%s'\n", config.pgn_path.c_str());
     if (!run.fatal_error.empty()) throw std::runtime_error(run.fatal_error);
     for (int e = 0; e < 2; e++)
         if (match.names[e].empty()) match.names[e] = config.engines[e].command;

@@ -1,6 +1,7 @@
 #include "openings.h"
 
 #include <cstdio>
+#include <fstream>
 #include <random>
 #include <stdexcept>
 
@@ -31,20 +32,17 @@ std::vector<std::string> usableOpening(const std::vector<std::string>& moves, Re
 }  // namespace
 
 std::vector<std::vector<std::string>> readOpenings(const std::string& path, Referee& referee) {
-    FILE* file = fopen(path.c_str(), "r");
+    std::ifstream file(path);
     if (!file) throw std::runtime_error("cannot open openings file '" + path + "'");
     std::vector<std::vector<std::string>> openings;
-    char buffer[8192];
     int line_number = 0;
-    while (fgets(buffer, sizeof buffer, file)) {
+    for (std::string line; std::getline(file, line);) {
         line_number++;
-        std::string line = buffer;
         auto moves = splitWords(line.substr(0, line.find('#')));
         if (moves.empty()) continue;
         auto opening = usableOpening(moves, referee, path + ":" + std::to_string(line_number));
         if (!opening.empty()) openings.push_back(opening);
     }
-    fclose(file);
     if (openings.empty()) throw std::runtime_error("no usable opening in '" + path + "'");
     return openings;
 }
