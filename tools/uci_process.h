@@ -129,9 +129,55 @@ inline std::string resolveProgram(const std::string& program) {
     return program;
 }
 
-// Starts the program (the first word) with its standard input and output on pipes, in a process
-// group of its own (so that a wrapper script and the engine it runs can be stopped together).
-// Returns false with a reason when the program cannot be started.
+// Our environment for a child, with the program's own directory added to PATH: wrapper scripts
+// such as gnuchessu call their sibling.
+inline std::vector<std::string> childEnvironment(const std::string& program) {
+    std::vector<std::string> environment;
+    std::string program_dir = program.substr(0, program.rfind('/'));
+    for (char** e = environ; *e; e++) {
+        if (strncmp(*e, "PATH=", 5) != 0) environment.push_back(*e);
+    }
+    std::string path = getenv("PATH") ? getenv("PATH") : "/usr/bin:/bin";
+    if (!program_dir.empty()) path += ":" + program_dir;
+    environment.push_back("PATH=" + path);
+    return environment;
+}
+
+inline std::vector<char*> nullTerminated(std::vector<std::string>& texts) {
+    std::vector<char*> pointers;
+    for (auto& text : texts) pointers.push_back(text.data());
+    pointers.push_back(nullptr);
+    return pointers;
+}
+
+// Spawns the program reading `input` and writing `output`, in a process group of its own (so that
+// a wrapper script and the engine it runs can be stopped together), with SIGPIPE and SIGINT back
+// at their defaults. Returns posix_spawn's error number, 0 on success.
+inline int spawnInOwnGroup(const std::string& program, std::vector<std::string>& words,
+                           std::vector<std::string>& environment, int input, int output, bool show_stderr, pid_t* pid) {
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, input, 0);
+    posix_spawn_file_actions_adddup2(&actions, output, 1);
+    if (!show_stderr) posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    posix_spawnattr_setpgroup(&attributes, 0);
+    sigset_t default_signals;
+    sigemptyset(&default_signals);
+    sigaddset(&default_signals, SIGPIPE);
+    sigaddset(&default_signals, SIGINT);
+    posix_spawnattr_setsigdefault(&attributes, &default_signals);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGDEF);
+    std::vector<char*> argv = nullTerminated(words), envp = nullTerminated(environment);
+    int rc = posix_spawn(pid, program.c_str(), &actions, &attributes, argv.data(), envp.data());
+    posix_spawn_file_actions_destroy(&actions);
+    posix_spawnattr_destroy(&attributes);
+    return rc;
+}
+
+// Starts the program (the first word) with its standard input and output on pipes. Returns false
+// with a reason when the program cannot be started.
 inline bool startProcess(Process& process, std::vector<std::string> words, bool show_stderr, std::string& error) {
     process = Process();
     if (interrupted) {
@@ -143,23 +189,7 @@ inline bool startProcess(Process& process, std::vector<std::string> words, bool 
         return false;
     }
     std::string program = resolveProgram(words[0]);
-
-    // The program's own directory joins PATH: wrapper scripts such as gnuchessu call their sibling.
-    std::vector<std::string> environment;
-    std::string program_dir = program.substr(0, program.rfind('/'));
-    for (char** e = environ; *e; e++) {
-        if (strncmp(*e, "PATH=", 5) != 0) environment.push_back(*e);
-    }
-    std::string path = getenv("PATH") ? getenv("PATH") : "/usr/bin:/bin";
-    if (!program_dir.empty()) path += ":" + program_dir;
-    environment.push_back("PATH=" + path);
-
-    std::vector<char*> argv, envp;
-    for (auto& w : words) argv.push_back(w.data());
-    argv.push_back(nullptr);
-    for (auto& e : environment) envp.push_back(e.data());
-    envp.push_back(nullptr);
-
+    std::vector<std::string> environment = childEnvironment(program);
     int in_pipe[2], out_pipe[2];
     if (pipe2(in_pipe, O_CLOEXEC) != 0) {
         error = std::string("pipe: ") + strerror(errno);
@@ -171,24 +201,8 @@ inline bool startProcess(Process& process, std::vector<std::string> words, bool 
         close(in_pipe[1]);
         return false;
     }
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, in_pipe[0], 0);
-    posix_spawn_file_actions_adddup2(&actions, out_pipe[1], 1);
-    if (!show_stderr) posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
-    posix_spawnattr_t attributes;
-    posix_spawnattr_init(&attributes);
-    posix_spawnattr_setpgroup(&attributes, 0);
-    sigset_t default_signals;
-    sigemptyset(&default_signals);
-    sigaddset(&default_signals, SIGPIPE);
-    sigaddset(&default_signals, SIGINT);
-    posix_spawnattr_setsigdefault(&attributes, &default_signals);
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGDEF);
     pid_t pid = -1;
-    int rc = posix_spawn(&pid, program.c_str(), &actions, &attributes, argv.data(), envp.data());
-    posix_spawn_file_actions_destroy(&actions);
-    posix_spawnattr_destroy(&attributes);
+    int rc = spawnInOwnGroup(program, words, environment, in_pipe[0], out_pipe[1], show_stderr, &pid);
     close(in_pipe[0]);
     close(out_pipe[1]);
     if (rc != 0) {
