@@ -123,6 +123,7 @@ public:
     }
 
     int status() const { return status_; }
+    pid_t pid() const { return pid_; }
 
     // Skips the start-up lines (banner, processor, tablebase and table reports).
     void skipBanner() {

@@ -1,13 +1,16 @@
 // The match tool: its statistics, its reading of the command line, the draw rules it applies to the
-// referee's FEN, SAN for the PGN, and whole games between scripted engines that end by the rules or by
-// every kind of engine fault.
+// referee's FEN, SAN for the PGN, whole games between scripted engines that end by the rules or by
+// every kind of engine fault, and the program itself stopped by a signal.
 
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <csignal>
 #include <fstream>
 #include <set>
+#include <sstream>
 
+#include "tests/engine_process.h"
 #include "tests/scratch_dir.h"
 #include "tools/match/command_line.h"
 #include "tools/match/game_loop.h"
@@ -562,6 +565,58 @@ TEST(Match, CommittedOpenings) {
     stopProcess(referee.process);
     EXPECT_EQ(openings.size(), listed);
     for (auto& opening : openings) EXPECT_EQ(opening.size(), 8u);
+}
+
+// Interrupted, the match stops at once: it kills the engines, prints the summary (with the
+// sequential test) of the games that finished, and neither counts nor writes the games it was
+// playing. Vireo plays itself, two games at a time, and the signal comes when the first has ended.
+TEST(Match, InterruptedMatchCountsOnlyFinishedGames) {
+    if (!haveStockfish()) GTEST_SKIP() << "no referee: " << STOCKFISH << " is not installed";
+    ScratchDir scratch;
+    ASSERT_FALSE(scratch.path().empty());
+    // Each engine notes its process id, so that the test can tell whether one outlives the match.
+    std::string engine = "/bin/sh -c 'echo $$ >> " + scratch.path() + "/pids; exec " VIREO_BINARY "'";
+    EngineProcess match({VIREO_MATCH_BINARY, "--engine1", engine, "--engine2=" + engine, "--games", "100",
+                         "--tc=0.5+0.01", "--concurrency", "2", "--sprt", "0,10", "--pgn", scratch.path() + "/games.pgn"});
+    std::vector<std::string> lines = match.readUntil("Game ", 120000);
+    ASSERT_FALSE(lines.empty());
+    ASSERT_EQ(lines.back().rfind("Game ", 0), 0u) << "no game ended";
+    kill(match.pid(), SIGTERM);
+    std::string rest = match.readAll(30000);
+    ASSERT_TRUE(match.waitExit(30000)) << "the match goes on after SIGTERM";
+    EXPECT_TRUE(WIFEXITED(match.status()) && WEXITSTATUS(match.status()) == 128 + SIGTERM) << match.status();
+
+    std::set<int> finished;
+    std::istringstream output(lines.back() + "\n" + rest);
+    for (std::string line; std::getline(output, line);) {
+        int number = 0;
+        if (sscanf(line.c_str(), "Game %d:", &number) == 1) finished.insert(number);
+    }
+    int complete_pairs = 0;
+    for (int number : finished)
+        if (number % 2 == 1 && finished.count(number + 1)) complete_pairs++;
+    std::string games = std::to_string(finished.size()) + " games";
+    EXPECT_NE(rest.find(": " + games + " at 0.5+0.01 ===\n"), std::string::npos) << rest;
+    EXPECT_NE(rest.find("after " + games + " (" + std::to_string(complete_pairs) + " pairs)"), std::string::npos) << rest;
+
+    std::set<int> written;
+    std::istringstream pgn(scratch.read("games.pgn"));
+    for (std::string line; std::getline(pgn, line);) {
+        int round = 0;
+        if (sscanf(line.c_str(), "[Round \"%d\"]", &round) == 1) written.insert(round);
+        EXPECT_NE(line, "[Result \"*\"]");
+        EXPECT_NE(line, "[Termination \"abandoned\"]");
+    }
+    EXPECT_EQ(written, finished);
+
+    std::istringstream pids(scratch.read("pids"));
+    int engines = 0;
+    for (std::string pid; pids >> pid; engines++) {
+        std::ifstream command("/proc/" + pid + "/cmdline");
+        std::string text((std::istreambuf_iterator<char>(command)), std::istreambuf_iterator<char>());
+        EXPECT_EQ(text.find(VIREO_BINARY), std::string::npos) << "engine " << pid << " outlives the match";
+    }
+    EXPECT_GE(engines, 4);  // two probes at the start and a pair for each worker
 }
 
 }  // namespace

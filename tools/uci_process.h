@@ -59,7 +59,17 @@ inline void unregisterChild(pid_t pid) {
     }
 }
 
+// Set by the signal handlers below: from then on no child is started.
 inline std::atomic<bool> interrupted{false};
+inline std::atomic<int> interrupt_signal{0};
+
+// Kills the process group of every listed child. Only calls that are safe in a signal handler.
+inline void killChildren() {
+    for (auto& slot : live_children) {
+        pid_t pid = slot.load();
+        if (pid > 0) kill(-pid, SIGKILL);
+    }
+}
 
 // Signal handler: kills every child's process group and reaps what it can within a second. Other
 // threads may be restarting a child that just died meanwhile, so the list is read again on every
@@ -80,6 +90,25 @@ extern "C" inline void killChildrenAndExit(int signal_number) {
         nanosleep(&pause, nullptr);
     }
     _exit(128 + signal_number);
+}
+
+// Signal handler of a program that winds down by itself and reports what it finished: the
+// children die at once, so that every thread waiting for one of them wakes up, sees the flag and
+// stops. The program then ends with status 128 + interrupt_signal.
+extern "C" inline void killChildrenAndStop(int signal_number) {
+    interrupt_signal = signal_number;
+    interrupted = true;
+    killChildren();
+}
+
+// Installs the handler for SIGINT and SIGTERM, once: a second signal ends the program outright.
+inline void onInterrupt(void (*handler)(int)) {
+    struct sigaction action {};
+    action.sa_handler = handler;
+    sigemptyset(&action.sa_mask);
+    action.sa_flags = SA_RESETHAND;
+    sigaction(SIGINT, &action, nullptr);
+    sigaction(SIGTERM, &action, nullptr);
 }
 
 // Splits a command line into words; single and double quotes group words, a backslash escapes.
@@ -212,6 +241,7 @@ inline bool startProcess(Process& process, std::vector<std::string> words, bool 
         return false;
     }
     registerChild(pid);
+    if (interrupted) kill(-pid, SIGKILL);  // the signal came while it started: the handler missed it
     process.pid = pid;
     process.to_child = in_pipe[1];
     process.from_child = out_pipe[0];
@@ -289,8 +319,9 @@ inline void stopProcess(Process& process, const std::string& quit_line = "quit",
     if (!waitForExit(process, wait_ms)) kill(-process.pid, SIGKILL);
     waitForExit(process, 2000);
     kill(-process.pid, SIGKILL);  // helpers the engine may have left running
-    waitpid(process.pid, nullptr, 0);
+    // Off the list before it is reaped: once reaped, its id may name someone else's process.
     unregisterChild(process.pid);
+    waitpid(process.pid, nullptr, 0);
     if (process.from_child >= 0) close(process.from_child);
     process.from_child = -1;
     process.pid = -1;

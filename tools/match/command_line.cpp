@@ -40,7 +40,8 @@ const char* USAGE =
     "  --tolerance MS                 a move this late still counts (default 50)\n"
     "  --grace MS                     wait this long past the flag before declaring a hang (default 2000)\n"
     "  --stderr                       let the engines' error output through\n"
-    "  --quiet                        print only the summary\n";
+    "  --quiet                        print only the summary\n"
+    "SIGINT or SIGTERM stop the match at once; the summary counts the games finished before.\n";
 
 bool parseOption(const std::string& text, std::pair<std::string, std::string>& option) {
     size_t eq = text.find('=');
@@ -108,7 +109,8 @@ bool enginesStart(const MatchConfig& config) {
         std::string error;
         bool crashed = false;
         if (!startEngine(probe, config, 0, error, crashed)) {
-            fprintf(stderr, "match: engine%d (%s): %s\n", e + 1, config.engines[e].command.c_str(), error.c_str());
+            if (!interrupted)
+                fprintf(stderr, "match: engine%d (%s): %s\n", e + 1, config.engines[e].command.c_str(), error.c_str());
             return false;
         }
         stopEngine(probe);
@@ -167,21 +169,25 @@ int runFromCommandLine(int argc, char** argv) {
         return 1;
     }
     signal(SIGPIPE, SIG_IGN);
-    signal(SIGINT, killChildrenAndExit);
-    signal(SIGTERM, killChildrenAndExit);
+    onInterrupt(killChildrenAndStop);
     if (!config.log_path.empty() && !openTrafficLog(config.log_path)) {
         fprintf(stderr, "match: cannot create '%s'\n", config.log_path.c_str());
         return 1;
     }
-    if (!enginesStart(config)) return 1;
+    if (!enginesStart(config) && !interrupted) return 1;
     try {
         MatchResult match = runMatch(config);
         printSummary(stdout, match, config);
+        if (interrupted) {
+            fflush(stdout);
+            fprintf(stderr, "match: interrupted by signal %d; the summary counts the %d games finished before it\n",
+                    interrupt_signal.load(), match.wins + match.draws + match.losses);
+        }
     } catch (const std::exception& ex) {
         fprintf(stderr, "match: %s\n", ex.what());
         return 2;
     }
-    return 0;
+    return interrupted ? 128 + interrupt_signal : 0;
 }
 
 }  // namespace vireo_match

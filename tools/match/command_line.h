@@ -16,7 +16,7 @@ bool parseTimeControl(const std::string& text, int64_t& base_ms, int64_t& increm
 std::string parseArguments(const std::vector<std::string>& args, MatchConfig& config);
 
 // The whole program: exit status 0 after a match, 1 for a bad command line or an engine that cannot
-// start, 2 when the match cannot go on.
+// start, 2 when the match cannot go on, 128 + the signal number when interrupted.
 int runFromCommandLine(int argc, char** argv);
 
 }  // namespace vireo_match

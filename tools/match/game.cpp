@@ -1,5 +1,7 @@
 #include "game.h"
 
+#include "../uci_process.h"
+
 namespace vireo_match {
 
 namespace {
@@ -10,6 +12,7 @@ void settle(GameRecord& game, const std::string& result, const std::string& endi
     game.ending = ending;
     game.reason = reason;
     game.termination = termination;
+    game.unfinished = vireo_tools::interrupted;
 }
 
 }  // namespace

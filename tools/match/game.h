@@ -32,6 +32,9 @@ struct GameRecord {
     std::string reason;                  // the same for this game in words
     std::string termination = "normal";  // PGN Termination tag
     std::vector<Incident> incidents;
+    // The match was interrupted before the result was settled: the engines were killed under the
+    // players, so the result says nothing and the game is not counted.
+    bool unfinished = false;
 };
 
 // Engine's points in the game: 1, 0.5 or 0.

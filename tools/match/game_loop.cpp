@@ -206,6 +206,10 @@ GameRecord playGame(Worker& worker, const MatchConfig& config, int number, const
     state.position = queryPosition(worker.referee, state.game.moves);
     state.seen[repetitionKey(state.position.fen)]++;
     for (;;) {
+        if (interrupted) {
+            state.game.unfinished = true;
+            break;
+        }
         if (endedByRules(state, config)) break;
         std::string move, comment;
         if (state.game.moves.size() < opening.size()) move = bookMove(state, opening, comment);

@@ -19,7 +19,7 @@ struct Worker {
 };
 
 // Plays one game from the opening moves; white is the index of the engine playing White. The
-// referee's failure ends the match (runtime_error).
+// referee's failure ends the match (runtime_error); an interrupted match leaves the game unfinished.
 GameRecord playGame(Worker& worker, const MatchConfig& config, int number, const std::vector<std::string>& opening,
                     int white);
 

@@ -92,7 +92,7 @@ void recordGame(MatchInProgress& run, int index, GameRecord game) {
 
 bool mayStartAnother(MatchInProgress& run) {
     std::lock_guard<std::mutex> lock(run.mutex);
-    return run.fatal_error.empty() && run.match.decision == SprtDecision::None;
+    return run.fatal_error.empty() && run.match.decision == SprtDecision::None && !interrupted;
 }
 
 // One worker: takes the next game until none is left or the match must stop.
@@ -108,11 +108,14 @@ void playGames(MatchInProgress& run) {
             int pair = index / 2, white = index % 2;
             Opening opening = run.listed.empty() ? randomOpening(worker.referee, config.seed, pair, config.random_plies)
                                                  : run.listed[size_t(pair) % run.listed.size()];
-            recordGame(run, index, playGame(worker, config, index + 1, opening, white));
+            GameRecord game = playGame(worker, config, index + 1, opening, white);
+            if (game.unfinished) break;
+            recordGame(run, index, std::move(game));
         }
     } catch (const std::exception& ex) {
+        // Once interrupted, a referee killed under a question is no fault of the match.
         std::lock_guard<std::mutex> lock(run.mutex);
-        if (run.fatal_error.empty()) run.fatal_error = ex.what();
+        if (run.fatal_error.empty() && !interrupted) run.fatal_error = ex.what();
     }
     for (auto& engine : worker.engines) stopEngine(engine);
     stopProcess(worker.referee.process);
@@ -124,7 +127,11 @@ MatchResult runMatch(const MatchConfig& config) {
     MatchResult match;
     match.games.resize(size_t(config.games));
     MatchInProgress run{config, match};
-    run.listed = listedOpenings(config);
+    try {
+        run.listed = listedOpenings(config);
+    } catch (const std::exception&) {
+        if (!interrupted) throw;
+    }
     vireo_tools::FileHandle pgn;
     if (!config.pgn_path.empty()) {
         pgn = vireo_tools::openFile(config.pgn_path, "w");
