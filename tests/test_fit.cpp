@@ -251,3 +251,72 @@ TEST(FitModel, QuietPositionsLogisticLossAndScale) {
         EXPECT_EQ(settings(scratch.read("weights.cpp")), committed) << paths;
     }
 }
+
+// --smooth pulls the vectors of neighbouring piece counts together. Rows of 10 and 12 men from one
+// known model: smoothed, every count (also 11 and the others without a single row) takes that
+// model, and the vectors of neighbours end up nearly equal; without smoothing the counts without
+// rows keep zero weights. --smooth=0 is the fit of old, byte for byte, with the committed recipe.
+TEST(FitModel, SmoothingAcrossPieceCounts) {
+    std::string tool = buildDirectory() + "/fit_model";
+    if (access(tool.c_str(), X_OK) != 0) GTEST_SKIP() << "fit_model is not built next to the engine";
+    ScratchDir scratch;
+    ASSERT_FALSE(scratch.path().empty());
+    const std::string& dir = scratch.path();
+    const char* fens[] = {"4k3/pp2r1p1/8/8/8/8/PPRP4/3K4 w - - 0 1", "4k3/ppp1r1p1/8/8/8/8/PPRPP3/3K4 w - - 0 1"};
+    std::vector<double> truth(127);
+    for (int i = 1; i < 127; i++) truth[i] = (i % 11) * 5 - 25;
+    std::mt19937 rng(5);
+    {
+        std::ofstream positions(dir + "/positions.txt"), features(dir + "/features.csv");
+        for (int n = 0; n < 4000; n++) {
+            std::vector<int> f(127);
+            for (int i = 1; i < 127; i++) f[i] = int(rng() % 5) - 2;
+            double score = 0;
+            for (int i = 1; i < 127; i++) score += truth[i] * f[i];
+            int cp = int(std::lround(score));
+            positions << fens[n % 2] << ";" << cp / 100.0 << "\n";
+            for (int i = 0; i < 127; i++) features << f[i] << ";";
+            features << cp << "\n";
+        }
+    }
+    auto fit = [&](const std::string& options) {
+        std::string command = "cd " + dir + " && " + tool + " " + options + " > log.txt 2>&1";
+        EXPECT_EQ(system(command.c_str()), 0) << scratch.read("log.txt");
+        return tableValues(scratch.read("weights.cpp"), "eval_weights");
+    };
+    std::vector<double> alone = fit("--loss=mse --lambda=0.01");
+    std::vector<double> smoothed = fit("--loss=mse --lambda=0.01 --smooth=1000");
+    EXPECT_NE(scratch.read("weights.cpp").find("smoothed across piece counts 1000"), std::string::npos);
+    ASSERT_EQ(alone.size(), 29u * 128u);
+    ASSERT_EQ(smoothed.size(), 29u * 128u);
+    for (int i = 1; i < 127; i++) {
+        EXPECT_NEAR(alone[(10 - 4) * 128 + i], truth[i], 0.05) << "weight " << i;
+        EXPECT_EQ(alone[(11 - 4) * 128 + i], 0.0) << "weight " << i;
+        for (int men : {4, 10, 11, 12, 20, 32})
+            EXPECT_NEAR(smoothed[(men - 4) * 128 + i], truth[i], 0.5) << men << " men, weight " << i;
+    }
+    double widest = 0;
+    for (int k = 0; k + 1 < 29; k++)
+        for (int i = 0; i < 128; i++) widest = std::max(widest, std::abs(smoothed[k * 128 + i] - smoothed[(k + 1) * 128 + i]));
+    EXPECT_LT(widest, 0.1);
+
+    // The logistic steps are smoothed too.
+    std::vector<double> logistic = fit("--sigmoid=400 --lambda=0.01 --smooth=1000");
+    for (int i = 1; i < 127; i++) EXPECT_NEAR(logistic[(11 - 4) * 128 + i], truth[i], 1.0) << "weight " << i;
+
+    std::string script;
+    {
+        std::ifstream in(VIREO_SOURCE_DIR "/tools/train.sh");
+        script.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    }
+    size_t at = script.find("\nRECIPE=\"");
+    ASSERT_NE(at, std::string::npos);
+    std::string recipe = script.substr(at + 9, script.find('"', at + 9) - at - 9);
+    fit(recipe);
+    std::string plain = scratch.read("weights.cpp");
+    fit(recipe + " --smooth=0");
+    EXPECT_EQ(scratch.read("weights.cpp"), plain);
+    std::string refused = "cd " + dir + " && " + tool + " --smooth=-1 > log.txt 2>&1";
+    EXPECT_NE(system(refused.c_str()), 0);
+    EXPECT_NE(scratch.read("log.txt").find("Bad value for '--smooth'"), std::string::npos);
+}

@@ -2,12 +2,12 @@
 //
 //   fit_model [--positions=FILE] [--features=FILE] [--weights=FILE] [--heldout=FILE]
 //             [--loss=logistic|mse] [--sigmoid=CP] [--iterations=N] [--quiet-only] [--cap=CP]
-//             [--scale=X] [--lambda=X] [--block=N] [--every=N] [--max-rmse=X]
+//             [--scale=X] [--lambda=X] [--block=N] [--every=N] [--max-rmse=X] [--smooth=S]
 //   (a value may also follow its option as the next argument: --sigmoid 400)
 //
 // Defaults: positions.txt, features.csv, weights.cpp, heldout.txt, logistic loss with a sigmoid
 // of 400 cp and 8 Gauss-Newton steps, every position, no cap, scale 1, ridge 5, blocks of 1000
-// lines with every 10th held out, no rmse limit. Fails if the held-out rmse is above --max-rmse
+// lines with every 10th held out, no rmse limit, no smoothing. Fails if the held-out rmse is above --max-rmse
 // or no better than that of a material-only fit.
 //
 // Inputs are the labelled positions ("FEN;score in pawns", one per line) and the rows that
@@ -29,6 +29,8 @@
 //   (a capture search over material alone leaves it where it stands): elsewhere the label carries
 //   the outcome of a pending exchange, which no static feature can see. Held-out errors are still
 //   measured on every held-out position.
+// - --smooth=S pulls the weight vectors of neighbouring piece counts toward each other (see
+//   fitSmoothed); 0 fits every count on its own.
 // - --scale multiplies every weight and class value: the search's fixed pruning margins are in
 //   centipawns, so the size of a pawn decides how often they fire.
 // Feature 0 is the sum of the pawn-rank and piece-ring features, so the system is singular
@@ -51,14 +53,13 @@
 #include <string>
 #include <vector>
 #include "../engine/board/board.h"
-#include "../engine/board/makemove.h"
-#include "../engine/board/movegen.h"
-#include "../engine/search/quiescence.h"
 #include "../evaluation/evaluation.h"
 #include "../evaluation/features.h"
 #include "../evaluation/model.h"
 #include "../sliders/sliders.h"
 #include "file_handle.h"
+#include "material_search.h"
+#include "normal_equations.h"
 #include "option_values.h"
 
 namespace {
@@ -87,6 +88,7 @@ struct Options {
     long block = 1000;
     long every = 10;
     double max_rmse = 0;   // 0: no check
+    double smooth = 0;     // 0: every piece count fitted on its own
 };
 
 int classCount(int men) {
@@ -104,97 +106,7 @@ struct Row {
     bool quiet;
 };
 
-// ---- Material-only capture search, deciding whether a position is quiet. ----
-
-int materialBalance(const Ply* ply) {
-    int balance = 0;
-    for (int t = PAWN; t <= QUEEN; t++)
-        balance += see_value[t] * (popcount(ply->player->pieces[t]) - popcount(ply->opponent->pieces[t]));
-    return balance;
-}
-
-// Captures and promotions only, most valuable victim first; material is all it counts, so it
-// does not depend on the weights being fitted.
-int materialSearch(int alpha, int beta, int depth) {
-    computeAttacks();
-    int stand = materialBalance(curr_ply);
-    if (stand >= beta || depth == 0) return stand;
-    alpha = std::max(alpha, stand);
-    generateMoves(GEN_ALL);
-    Move tactical[MAX_MOVES];
-    int n = 0;
-    for (int i = 0; i < curr_ply->generated; i++) {
-        Move m = curr_ply->moves[i];
-        if (moveCaptured(m) || movePromotion(m)) tactical[n++] = m;
-    }
-    std::stable_sort(tactical, tactical + n, [](Move a, Move b) {
-        return see_value[moveCaptured(a)] + see_value[movePromotion(a)] > see_value[moveCaptured(b)] + see_value[movePromotion(b)];
-    });
-    for (int i = 0; i < n; i++) {
-        makeMove(tactical[i]);
-        int score = -materialSearch(-beta, -alpha, depth - 1);
-        takeBack();
-        if (score >= beta) return score;
-        alpha = std::max(alpha, score);
-    }
-    return alpha;
-}
-
-// The position set up as curr_ply (attacks computed, not in check).
-bool isQuiet() {
-    int balance = materialBalance(curr_ply);
-    return materialSearch(balance - 1, balance + 1, 8) == balance;
-}
-
 // ---- Weighted ridge regression over sparse rows. ----
-
-// Normal equations of n unknowns; the lower triangle of a is filled.
-struct System {
-    int n = 0;
-    std::vector<double> a, b;
-    void init(int size) {
-        n = size;
-        a.assign(size_t(n) * n, 0.0);
-        b.assign(n, 0.0);
-    }
-    // One row: its nonzero inputs (index, value), indices ascending, and its target.
-    void add(const int* index, const double* value, int count, double target) {
-        for (int p = 0; p < count; p++) {
-            double* row = &a[size_t(index[p]) * n];
-            for (int q = 0; q <= p; q++) row[index[q]] += value[p] * value[q];
-            b[index[p]] += value[p] * target;
-        }
-    }
-};
-
-// Solves the symmetric positive definite system a x = b in place (Cholesky, lower triangle).
-bool choleskySolve(std::vector<double>& a, std::vector<double>& b, int n) {
-    for (int j = 0; j < n; j++) {
-        double d = a[size_t(j) * n + j];
-        for (int k = 0; k < j; k++) d -= a[size_t(j) * n + k] * a[size_t(j) * n + k];
-        if (!(d > 0)) return false;
-        d = std::sqrt(d);
-        a[size_t(j) * n + j] = d;
-        for (int i = j + 1; i < n; i++) {
-            double s = a[size_t(i) * n + j];
-            const double* ri = &a[size_t(i) * n];
-            const double* rj = &a[size_t(j) * n];
-            for (int k = 0; k < j; k++) s -= ri[k] * rj[k];
-            a[size_t(i) * n + j] = s / d;
-        }
-    }
-    for (int i = 0; i < n; i++) {
-        double s = b[i];
-        for (int k = 0; k < i; k++) s -= a[size_t(i) * n + k] * b[k];
-        b[i] = s / a[size_t(i) * n + i];
-    }
-    for (int i = n - 1; i >= 0; i--) {
-        double s = b[i];
-        for (int k = i + 1; k < n; k++) s -= a[size_t(k) * n + i] * b[k];
-        b[i] = s / a[size_t(i) * n + i];
-    }
-    return true;
-}
 
 bool solve(System& system, double lambda, std::vector<double>* x) {
     for (int i = 0; i < system.n; i++) system.a[size_t(i) * system.n + i] += lambda;
@@ -263,40 +175,85 @@ struct Model {
     int unknowns;
 };
 
-// Least squares on (optionally capped) labels.
-bool fitSquares(const std::vector<const Row*>& rows, const Model& model, double lambda, double cap,
-                std::vector<double>* w) {
-    System system;
-    system.init(model.unknowns);
+// The normal equations of least squares on (optionally capped) labels, without the ridge.
+void squaresSystem(const std::vector<const Row*>& rows, const Model& model, double cap, System* system) {
+    system->init(model.unknowns);
     Inputs in;
     for (const Row* row : rows) {
         model.inputs(*row, &in);
         double target = cap > 0 ? std::clamp(double(row->label), -cap, cap) : double(row->label);
-        system.add(in.index, in.value, in.count, target);
+        system->add(in.index, in.value, in.count, target);
     }
+}
+
+// Least squares on (optionally capped) labels.
+bool fitSquares(const std::vector<const Row*>& rows, const Model& model, double lambda, double cap,
+                std::vector<double>* w) {
+    System system;
+    squaresSystem(rows, model, cap, &system);
     return solve(system, lambda, w);
 }
 
 // Gauss-Newton on sum (sigmoid(label / k) - sigmoid(score / k))^2: linearised around the current
-// weights each step is a weighted least-squares fit. The ridge is scaled to the slope at the
-// balance, so that it weighs as much as in the centipawn fit.
+// weights w each step is a weighted least-squares fit, whose normal equations (without the ridge)
+// this builds.
+void logisticStep(const std::vector<const Row*>& rows, const Model& model, double k, const std::vector<double>& w,
+                  System* system) {
+    system->init(model.unknowns);
+    Inputs in;
+    for (const Row* row : rows) {
+        model.inputs(*row, &in);
+        double s = predict(w, in);
+        double p = sigmoid(s / k), target = sigmoid(row->label / k);
+        double g = p * (1 - p) / k;
+        for (int q = 0; q < in.count; q++) in.value[q] *= g;
+        system->add(in.index, in.value, in.count, target - p + g * s);
+    }
+}
+
+// The logistic fit from the least-squares one. The ridge is scaled to the slope at the balance,
+// so that it weighs as much as in the centipawn fit.
 bool fitLogistic(const std::vector<const Row*>& rows, const Model& model, double lambda, double k,
                  long iterations, std::vector<double>* w) {
     if (!fitSquares(rows, model, lambda, 0, w)) return false;
     double slope = 0.25 / k;
-    Inputs in;
     for (long step = 0; step < iterations; step++) {
         System system;
-        system.init(model.unknowns);
-        for (const Row* row : rows) {
-            model.inputs(*row, &in);
-            double s = predict(*w, in);
-            double p = sigmoid(s / k), target = sigmoid(row->label / k);
-            double g = p * (1 - p) / k;
-            for (int q = 0; q < in.count; q++) in.value[q] *= g;
-            system.add(in.index, in.value, in.count, target - p + g * s);
-        }
+        logisticStep(rows, model, k, *w, &system);
         if (!solve(system, lambda * slope * slope, w)) return false;
+    }
+    return true;
+}
+
+// ---- All piece counts at once, neighbours pulled together. ----
+//
+// A capture moves a position from one weight vector to the next, so noise between neighbours
+// turns into wrong trade decisions, and a piece count with little data gets a vector of its own
+// all the same. With --smooth=S the fit minimises, besides each count's loss and ridge, S times
+// the squared differences of the 128 weights of neighbouring counts; the class values, which
+// belong to one count each, are left out of it. The counts are then solved together, as a chain
+// of systems (normal_equations.h); in the logistic steps S is scaled to the slope like the ridge.
+
+struct CountData {
+    std::vector<const Row*> rows;
+    Model model;
+};
+
+bool solveSmoothed(std::vector<System>& systems, double lambda, double smooth, std::vector<std::vector<double>>* w) {
+    for (System& system : systems) system.addToDiagonal(0, system.n, lambda);
+    return solveChain(systems, WEIGHTS, smooth, w);
+}
+
+bool fitSmoothed(const std::vector<CountData>& counts, const Options& options, std::vector<std::vector<double>>* w) {
+    std::vector<System> systems(counts.size());
+    double cap = options.logistic ? 0 : options.cap;
+    for (size_t c = 0; c < counts.size(); c++) squaresSystem(counts[c].rows, counts[c].model, cap, &systems[c]);
+    if (!solveSmoothed(systems, options.lambda, options.smooth, w)) return false;
+    if (!options.logistic) return true;
+    double k = options.sigmoid, slope = 0.25 / k;
+    for (long step = 0; step < options.iterations; step++) {
+        for (size_t c = 0; c < counts.size(); c++) logisticStep(counts[c].rows, counts[c].model, k, (*w)[c], &systems[c]);
+        if (!solveSmoothed(systems, options.lambda * slope * slope, options.smooth * slope * slope, w)) return false;
     }
     return true;
 }
@@ -385,6 +342,10 @@ std::string describe(const Options& o) {
     if (o.quiet_only) out += ", quiet positions";
     snprintf(text, sizeof text, ", ridge %g", o.lambda);
     out += text;
+    if (o.smooth > 0) {
+        snprintf(text, sizeof text, ", smoothed across piece counts %g", o.smooth);
+        out += text;
+    }
     if (o.scale != 1) {
         snprintf(text, sizeof text, ", scaled by %g", o.scale);
         out += text;
@@ -457,6 +418,7 @@ bool parseOptions(int argc, char** argv, Options* options) {
         else if (name == "--block") ok = ok && parseLong(text, &options->block);
         else if (name == "--every") ok = ok && parseLong(text, &options->every);
         else if (name == "--max-rmse") ok = ok && parseDouble(text, &options->max_rmse);
+        else if (name == "--smooth") ok = ok && parseDouble(text, &options->smooth) && options->smooth >= 0;
         else if (name == "--quiet-only") ok = false;  // a switch given a value
         else known = false;
         if (!known) {
@@ -693,21 +655,36 @@ int main(int argc, char** argv) {
     static Fit full[COUNTS];
     static std::vector<double> material[COUNTS];
     long fitted = 0;
+    std::vector<CountData> counts(COUNTS);
     for (int k = 0; k < COUNTS; k++) {
         int men = k + MIN_MEN;
-        std::vector<const Row*> train, train_all;
+        std::vector<const Row*> train_all;
+        CountData& count = counts[k];
+        count.model = Model{fullInputs, WEIGHTS + classCount(men)};
         for (const Row& row : rows)
             if (row.men == men && !row.held) {
                 train_all.push_back(&row);
-                if (row.quiet) train.push_back(&row);
+                if (row.quiet) count.rows.push_back(&row);
             }
-        fitted += long(train.size());
-        Model model{fullInputs, WEIGHTS + classCount(men)};
-        std::vector<double> w;
-        bool ok = options.logistic ? fitLogistic(train, model, options.lambda, options.sigmoid, options.iterations, &w)
-                                   : fitSquares(train, model, options.lambda, options.cap, &w);
+        fitted += long(count.rows.size());
         // The guard's material model: least squares on every training row, as plain as it gets.
-        ok = ok && fitSquares(train_all, Model{materialInputs, MATERIAL_UNKNOWNS}, options.lambda, 0, &material[k]);
+        if (!fitSquares(train_all, Model{materialInputs, MATERIAL_UNKNOWNS}, options.lambda, 0, &material[k])) {
+            fprintf(stderr, "The system of %d men cannot be solved\n", men);
+            return 1;
+        }
+    }
+    std::vector<std::vector<double>> solution(COUNTS);
+    if (options.smooth > 0 && !fitSmoothed(counts, options, &solution)) {
+        fprintf(stderr, "The smoothed system of all piece counts cannot be solved\n");
+        return 1;
+    }
+    for (int k = 0; k < COUNTS; k++) {
+        int men = k + MIN_MEN;
+        std::vector<double>& w = solution[k];
+        const CountData& count = counts[k];
+        bool ok = options.smooth > 0 ||
+                  (options.logistic ? fitLogistic(count.rows, count.model, options.lambda, options.sigmoid, options.iterations, &w)
+                                    : fitSquares(count.rows, count.model, options.lambda, options.cap, &w));
         if (!ok) {
             fprintf(stderr, "The system of %d men cannot be solved\n", men);
             return 1;
