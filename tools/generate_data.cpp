@@ -36,6 +36,7 @@
 
 #include "file_handle.h"
 #include "option_values.h"
+#include "stockfish_search.h"
 #include "uci_process.h"
 
 namespace {
@@ -53,55 +54,8 @@ struct Options {
     int random_moves = 8;  // percent of the moves that are random instead of the best
 };
 
-struct SearchResult {
-    bool mate = false;
-    int centipawns = 0;
-    std::string best;
-};
-
 constexpr int MAX_GAME_PLIES = 400;
 constexpr int MAX_CENTIPAWNS = 3000;
-// Stockfish prints a line at every finished depth, and after a few seconds one for every root move
-// it starts on; a search that stays silent this long has hung.
-constexpr std::chrono::minutes SEARCH_SILENCE{5};
-
-bool startsWith(const std::string& text, const char* prefix) {
-    return text.compare(0, strlen(prefix), prefix) == 0;
-}
-
-// Sends "isready" and drops everything up to the answer.
-bool synchronise(Process& engine) {
-    if (!writeLine(engine, "isready")) return false;
-    auto deadline = Clock::now() + ANSWER_TIME;
-    std::string line;
-    while (readLine(engine, line, deadline) == ReadResult::Line)
-        if (line == "readyok") return true;
-    return false;
-}
-
-bool searchPosition(Process& engine, int depth, SearchResult* result) {
-    if (!writeLine(engine, "go depth " + std::to_string(depth))) return false;
-    std::string line;
-    *result = SearchResult();
-    while (readLine(engine, line, Clock::now() + SEARCH_SILENCE) == ReadResult::Line) {
-        if (startsWith(line, "bestmove ")) {
-            size_t end = line.find(' ', 9);
-            result->best = line.substr(9, end == std::string::npos ? std::string::npos : end - 9);
-            return true;
-        }
-        if (!startsWith(line, "info ") ||
-            line.find("lowerbound") != std::string::npos || line.find("upperbound") != std::string::npos)
-            continue;
-        size_t at = line.find(" score ");
-        if (at == std::string::npos) continue;
-        char kind[8] = "";
-        int value = 0;
-        if (sscanf(line.c_str() + at, " score %7s %d", kind, &value) != 2) continue;
-        result->mate = strcmp(kind, "mate") == 0;
-        result->centipawns = value;
-    }
-    return false;
-}
 
 int menOf(const std::string& fen) {
     int men = 0;
@@ -265,15 +219,9 @@ int main(int argc, char** argv) {
     signal(SIGPIPE, SIG_IGN);
     signal(SIGINT, killChildrenAndExit);
     signal(SIGTERM, killChildrenAndExit);
-    // Run as the access() check above read it: a name without a slash is a file here, not on PATH.
-    std::string program = options.stockfish.find('/') == std::string::npos ? "./" + options.stockfish : options.stockfish;
     Process engine;
-    std::string error;
-    if (!startProcess(engine, std::vector<std::string>{program}, true, error) || !writeLine(engine, "uci") ||
-        !writeLine(engine, "setoption name Threads value 1") || !writeLine(engine, "setoption name Hash value 16") ||
-        !synchronise(engine)) {
+    if (!startStockfish(engine, options.stockfish)) {
         fprintf(stderr, "Cannot talk to '%s'\n", options.stockfish.c_str());
-        stopProcess(engine);
         return 1;
     }
     std::mt19937_64 rng(options.seed);
