@@ -4,6 +4,7 @@
 # evaluation on the held-out positions with "vireo -score=".
 #
 #   tools/train.sh [--data=FILE] [--build=DIR] [--generate=COUNT] [--lopsided=COUNT]
+#                  [--sample=COUNT] [--floor=N] [--play-depth=N] [--smooth=S]
 #                  [--seed=N] [--depth=N] [fit_model options...]
 #   (each value may also follow its option as the next argument: --data FILE)
 #
@@ -15,8 +16,19 @@
 #   --lopsided  add COUNT positions from lopsided games labelled by stockfish (default 20000,
 #               0 for none; kept in BUILD/training and reused while COUNT, --seed and --depth
 #               stay the same: about 15 minutes of one core to make)
+#   --sample    add COUNT positions that the engine meets in its own games and searches, resolved
+#               and labelled by stockfish (tools/sample_positions; default 0, none), plus enough to
+#               give every number of men from 4 to 32 at least --floor of them (default 200).
+#               Two samplers run side by side, one per core, with seeds N and N + 1. Kept in
+#               BUILD/training and reused while COUNT, --floor, --seed, --depth and --play-depth
+#               stay the same: the games are played with the evaluation of the build, so delete
+#               the file to sample again with new weights.
+#   --play-depth   depth of the engine's own games for --sample (default 5)
+#   --smooth    pull the weight vectors of neighbouring piece counts together with strength S
+#               (fit_model --smooth; default 0, every count on its own); added to the recipe
+#               or to the fit_model options given
 #   --seed, --depth   for the generated positions (default 1 for --generate, 20261123 for
-#               --lopsided; depth 8)
+#               --lopsided and --sample; depth 8: the depth of stockfish's labels)
 #   Every other option goes to tools/fit_model (--loss=, --sigmoid=, --quiet-only, --cap=,
 #   --scale=, --lambda=, --max-rmse=, ...); see its header. The fit also fails if it does no
 #   better on held-out positions than a material-only fit.
@@ -34,6 +46,10 @@ data="$repo/../shared/training/positions.txt"
 build="$repo/build"
 generate=""
 lopsided=20000
+sample=0
+floor=200
+play_depth=5
+smooth=""
 seed=""
 depth=8
 fit_options=""
@@ -44,7 +60,7 @@ while [ $# -gt 0 ]; do
     arg=$1
     shift
     case "$arg" in
-        --data | --build | --generate | --lopsided | --seed | --depth)
+        --data | --build | --generate | --lopsided | --sample | --floor | --play-depth | --smooth | --seed | --depth)
             [ $# -gt 0 ] || { echo "Missing value after '$arg'" >&2; exit 1; }
             arg="$arg=$1"
             shift ;;
@@ -54,6 +70,10 @@ while [ $# -gt 0 ]; do
         --build=*) build=${arg#--build=} ;;
         --generate=*) generate=${arg#--generate=} ;;
         --lopsided=*) lopsided=${arg#--lopsided=} ;;
+        --sample=*) sample=${arg#--sample=} ;;
+        --floor=*) floor=${arg#--floor=} ;;
+        --play-depth=*) play_depth=${arg#--play-depth=} ;;
+        --smooth=*) smooth=${arg#--smooth=} ;;
         --seed=*) seed=${arg#--seed=} ;;
         --depth=*) depth=${arg#--depth=} ;;
         --*) fit_options="$fit_options $arg" ;;
@@ -62,13 +82,14 @@ while [ $# -gt 0 ]; do
     esac
 done
 [ -n "$fit_options" ] || fit_options=$RECIPE
+[ -z "$smooth" ] || fit_options="$fit_options --smooth=$smooth"
 
 absolute() { (cd "$(dirname "$1")" && printf '%s/%s\n' "$(pwd)" "$(basename "$1")"); }
 step() { printf '\n== %s\n' "$*"; }
 
 step "Building (release) in $build"
 cmake -S "$repo" -B "$build" -DCMAKE_BUILD_TYPE=Release >/dev/null
-cmake --build "$build" -j2 --target vireo fit_model generate_data
+cmake --build "$build" -j2 --target vireo fit_model generate_data sample_positions
 mkdir -p "$build/training"
 scratch=$(cd "$build/training" && pwd)
 
@@ -90,6 +111,31 @@ if [ "$lopsided" != 0 ]; then
     fi
     cat "$data" "$extra" > "$scratch/combined.txt"
     data="$scratch/combined.txt"
+fi
+
+if [ "$sample" != 0 ]; then
+    base=${seed:-20261123}
+    sampled="$scratch/sampled-$sample-f$floor-$base-d$depth-p$play_depth.txt"
+    if [ ! -s "$sampled" ]; then
+        step "Sampling $sample positions from the engine's own games (depth $play_depth, floor $floor, labels at depth $depth)"
+        for job in 1 2; do
+            # The first sampler takes the odd one of the count and of the floor.
+            "$build/sample_positions" --count=$(( (sample + 2 - job) / 2 )) --floor=$(( (floor + 2 - job) / 2 )) \
+                --seed=$(( base + job - 1 )) --depth="$play_depth" --label-depth="$depth" \
+                --output="$sampled.$job" > "$sampled.$job.log" &
+            eval "pid$job=\$!"
+        done
+        status=0
+        wait "$pid1" || status=1
+        wait "$pid2" || status=1
+        cat "$sampled.1.log" "$sampled.2.log"
+        [ "$status" = 0 ] || { echo "Sampling failed; see $sampled.1.log and $sampled.2.log" >&2; exit 1; }
+        cat "$sampled.1" "$sampled.2" > "$sampled.part"
+        rm -f "$sampled.1" "$sampled.2"
+        mv "$sampled.part" "$sampled"
+    fi
+    cat "$data" "$sampled" > "$scratch/with-sampled.txt"
+    data="$scratch/with-sampled.txt"
 fi
 
 step "Writing feature rows of $data"
