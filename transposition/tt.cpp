@@ -102,9 +102,7 @@ uint64_t probeTT(Ply* ply) {
     unsigned pieces = unsigned(popcount(ply->occupancy));
     for (int i = 0; i < 4; i++) {
         const TTEntry& e = bucket[i];
-        if (e.key == ply->key && unsigned(e.info >> 2) == pieces)
-            return uint64_t(e.info & 3) | (uint64_t(e.depth) << 8) | (uint64_t(uint16_t(e.score)) << 16) |
-                   (uint64_t(e.move) << 32);
+        if (e.key == ply->key && entryPieces(e.info) == pieces) return probeWord(e);
     }
     return 0;
 }
@@ -129,15 +127,15 @@ void storeTT(uint64_t key, uint32_t pieces, uint8_t depth, int alpha, int beta, 
         }
     // Positions with more pieces than the root are behind us for good.
     for (int i = 0; i < 4 && !slot; i++)
-        if (int(bucket[i].info >> 2) > transposition.root_pieces) slot = &bucket[i];
+        if (int(entryPieces(bucket[i].info)) > transposition.root_pieces) slot = &bucket[i];
     if (!slot) {
         slot = &bucket[0];
         for (int i = 1; i < 4; i++)
             if (bucket[i].depth < slot->depth) slot = &bucket[i];
     }
     slot->key = key;
-    slot->info = uint8_t((pieces << 2) | unsigned(bound));
+    slot->info = entryInfo(pieces, bound);
     slot->depth = depth;
     slot->score = int16_t(score);
-    slot->move = move & 0x0fffffff;
+    slot->move = unmarked(move);
 }

@@ -6,7 +6,7 @@
 #pragma pack(push, 1)
 struct TTEntry {
     uint64_t key;
-    uint8_t info;  // (pieces << 2) | bound; 0 marks an empty entry
+    uint8_t info;  // entryInfo: the piece count above the bound; 0 marks an empty entry
     uint8_t depth;
     int16_t score;
     uint32_t move;
@@ -26,7 +26,18 @@ extern TranspositionTable transposition;
 
 enum { BOUND_UPPER = 1, BOUND_LOWER = 2, BOUND_EXACT = 3 };
 
-// Fields of the word that probeTT returns.
+// An entry's info byte: the number of pieces on the board in the upper six bits, the bound in
+// the lower two.
+inline uint8_t entryInfo(unsigned pieces, int bound) { return uint8_t((pieces << 2) | unsigned(bound)); }
+inline unsigned entryPieces(uint8_t info) { return info >> 2; }
+inline int entryBound(uint8_t info) { return info & 3; }
+
+// The word that probeTT returns: bound in bits 0-1, depth in 8-15, score in 16-31 (signed) and
+// move in 32-63; 0 when nothing matched (bound 0, move 0).
+inline uint64_t probeWord(const TTEntry& e) {
+    return uint64_t(entryBound(e.info)) | (uint64_t(e.depth) << 8) | (uint64_t(uint16_t(e.score)) << 16) |
+           (uint64_t(e.move) << 32);
+}
 inline int probeBound(uint64_t p) { return int(p & 3); }
 inline int probeDepth(uint64_t p) { return int((p >> 8) & 0xff); }
 inline int probeScore(uint64_t p) { return int16_t(p >> 16); }

@@ -31,14 +31,15 @@ void takeBack() {
 }
 
 uint64_t castlingKey(Bitboard castling) {
+    using namespace castling_squares;
     uint64_t key = 0;
-    if (castling & bit(4)) {
-        if (castling & bit(7)) key ^= Z[768];
-        if (castling & bit(0)) key ^= Z[769];
+    if (castling & E1) {
+        if (castling & H1) key ^= Z[Z_WHITE_KING_SIDE];
+        if (castling & A1) key ^= Z[Z_WHITE_QUEEN_SIDE];
     }
-    if (castling & bit(60)) {
-        if (castling & bit(63)) key ^= Z[770];
-        if (castling & bit(56)) key ^= Z[771];
+    if (castling & E8) {
+        if (castling & H8) key ^= Z[Z_BLACK_KING_SIDE];
+        if (castling & A8) key ^= Z[Z_BLACK_QUEEN_SIDE];
     }
     return key;
 }

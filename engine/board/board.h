@@ -12,11 +12,17 @@ typedef uint32_t Move;
 enum { BLACK = 0, WHITE = 1 };
 enum { EMPTY = 0, PAWN = 1, KNIGHT = 2, BISHOP = 3, ROOK = 4, QUEEN = 5, KING = 6 };
 
-// Move word fields. Bits 16-28 compared as one number rank a move for the search:
-// hash move, then promotion piece, captured piece, discovered check, check, escape, pawn push.
+// The move word, from the lowest bit: to square (bits 0-5), from square (6-11), piece code
+// 7 - type (12-14), the four ordering flags (16-19), captured type (20-22), promotion type
+// (24-26) and the hash-move mark (28); bits 15, 23, 27 and 29-31 stay 0. The field order is the
+// ordering key: bits 16-28 compared as one number rank the hash move first, then promotions by
+// piece, captures by victim, discovered checks, checks, escapes and advanced pawn moves; over the
+// whole word the piece code puts a cheaper mover first. Only this block knows the positions.
+enum : int { FROM_SHIFT = 6, PIECE_SHIFT = 12, ORDER_SHIFT = 16, CAPTURE_SHIFT = 20, PROMOTION_SHIFT = 24 };
 enum : uint32_t {
     TO_MASK = 0x3f,
     FROM_MASK = 0xfc0,
+    SQUARES_MASK = FROM_MASK | TO_MASK, // from and to together: the index of the per-move tables
     PIECE_MASK = 0x7000,
     ADVANCED_PAWN = 0x10000,
     ESCAPE = 0x20000,
@@ -26,17 +32,29 @@ enum : uint32_t {
     PROMOTION_MASK = 0x7000000,
     HASH_MOVE = 0x10000000,
     ORDER_MASK = 0x1fff0000,
+    UNMARKED_MASK = 0x0fffffff, // every field but the hash-move mark
     GIVES_CHECK = CHECK | DISCOVERED_CHECK,
 };
 
-inline int moveTo(Move m) { return m & 63; }
-inline int moveFrom(Move m) { return (m >> 6) & 63; }
-inline int movePiece(Move m) { return 7 - ((m >> 12) & 7); }
-inline int moveCaptured(Move m) { return (m >> 20) & 7; }
-inline int movePromotion(Move m) { return (m >> 24) & 7; }
-inline Move makeMoveWord(int from, int to, int piece, int captured = 0, int promotion = 0) {
-    return Move(to | (from << 6) | ((7 - piece) << 12) | (captured << 20) | (promotion << 24));
+constexpr int moveTo(Move m) { return int(m & TO_MASK); }
+constexpr int moveFrom(Move m) { return int((m & FROM_MASK) >> FROM_SHIFT); }
+// 7 - the moving piece's type, as the word holds it (and as the history table is indexed).
+constexpr int pieceCode(Move m) { return int((m & PIECE_MASK) >> PIECE_SHIFT); }
+constexpr int movePiece(Move m) { return 7 - pieceCode(m); }
+constexpr int moveCaptured(Move m) { return int((m & CAPTURE_MASK) >> CAPTURE_SHIFT); }
+constexpr int movePromotion(Move m) { return int((m & PROMOTION_MASK) >> PROMOTION_SHIFT); }
+// From and to squares as one index, 0..4095.
+constexpr int moveSquares(Move m) { return int(m & SQUARES_MASK); }
+constexpr Move unmarked(Move m) { return m & UNMARKED_MASK; }
+// The fields do not overlap, so adding them sets them; a sum lets the compiler fold the parts that
+// stay the same over a generator's loop into one constant.
+constexpr Move makeMoveWord(int from, int to, int piece, int captured = 0, int promotion = 0) {
+    return Move(to + (from << FROM_SHIFT) + ((7 - piece) << PIECE_SHIFT) + (captured << CAPTURE_SHIFT) +
+                (promotion << PROMOTION_SHIFT));
 }
+// The captured-type field alone, for a word made without it (the generator adds it only where the
+// destination holds an enemy piece).
+constexpr Move capturedField(int captured) { return Move(captured) << CAPTURE_SHIFT; }
 
 // XOR-ing a move with this reflects both its squares top to bottom.
 constexpr uint32_t MIRROR_BLACK = 3640;
@@ -101,16 +119,29 @@ extern int ply_index;
 extern Ply* curr_ply;
 extern const uint64_t Z[781];
 
-enum { Z_CASTLING = 768, Z_EN_PASSANT = 772, Z_WHITE_TO_MOVE = 780 };
+// Where each kind of key term starts in Z (the Polyglot order): pieces from 0, then the four
+// castling rights, the en-passant files a-h, and the side to move.
+enum {
+    Z_WHITE_KING_SIDE = 768,
+    Z_WHITE_QUEEN_SIDE = 769,
+    Z_BLACK_KING_SIDE = 770,
+    Z_BLACK_QUEEN_SIDE = 771,
+    Z_EN_PASSANT = 772,
+    Z_WHITE_TO_MOVE = 780,
+};
 
 void initColours();
 void resetStack();
 void takeBack();
 uint64_t computeKey();
 uint64_t castlingKey(Bitboard castling);
+// The home squares of the kings and rooks, on which castling rights are kept.
+namespace castling_squares {
+constexpr Bitboard A1 = 1ULL << 0, E1 = 1ULL << 4, H1 = 1ULL << 7, A8 = 1ULL << 56, E8 = 1ULL << 60, H8 = 1ULL << 63;
+}
 // Whether some castling is still allowed: a king's square together with one of its rook squares.
 inline bool canCastle(Bitboard castling) {
-    constexpr Bitboard A1 = 1ULL << 0, E1 = 1ULL << 4, H1 = 1ULL << 7, A8 = 1ULL << 56, E8 = 1ULL << 60, H8 = 1ULL << 63;
+    using namespace castling_squares;
     return ((castling & E1) && (castling & (A1 | H1))) || ((castling & E8) && (castling & (A8 | H8)));
 }
 void computePawnStructure();

@@ -130,8 +130,7 @@ struct Generator {
     // only on the origin square is settled once for all destinations.
     void add(int from, Bitboard destinations, int type) {
         Bitboard from_bit = bit(from);
-        Move base = Move((from << 6) | ((7 - type) << 12));
-        if (type == PAWN && ((P->info->far_half | P->passed) & from_bit)) base |= ADVANCED_PAWN;
+        Move advanced = type == PAWN && ((P->info->far_half | P->passed) & from_bit) ? Move(ADVANCED_PAWN) : 0;
         bool pinned = A->pinned & from_bit;
         bool discoverer = A->discoverers & from_bit;
         Bitboard escapes = ((B->attacked[0] & from_bit) && !(A->attacked[0] & from_bit)) ? ~B->attacked[0] : 0;
@@ -139,11 +138,11 @@ struct Generator {
         Bitboard enemies = O->pieces[0];
         FOR_EACH_SQUARE(d, destinations) {
             if (pinned && !(line_masks[k] & line_masks[d] & line_masks[from])) continue;
-            Move m = base | Move(d);
-            if (enemies & bit(d)) m |= Move(capturedOn(d)) << 20;
-            m |= Move((checks >> d) & 1) << 18;
+            Move m = makeMoveWord(from, d, type) | advanced;
+            if (enemies & bit(d)) m |= capturedField(capturedOn(d));
+            m |= Move((checks >> d) & 1) * CHECK;
             if (discoverer && !(line_masks[d] & line_masks[from] & line_masks[kO])) m |= DISCOVERED_CHECK;
-            m |= Move((escapes >> d) & 1) << 17;
+            m |= Move((escapes >> d) & 1) * ESCAPE;
             if constexpr (mode == GEN_TACTICAL)
                 if (!(m & ORDER_MASK)) continue;
             list[n++] = m;
@@ -155,13 +154,14 @@ struct Generator {
         Bitboard enemy_king = bit(O->king);
         FOR_EACH_SQUARE(d, destinations) {
             if ((A->pinned & bit(from)) && !(line_masks[k] & line_masks[d] & line_masks[from])) continue;
-            Move base = Move(d | (from << 6) | (6 << 12)) | (Move(capturedOn(d)) << 20);
+            int captured = capturedOn(d);
+            Move discovered = 0;
             if ((A->discoverers & bit(from)) && !(line_masks[d] & line_masks[from] & line_masks[kO]))
-                base |= DISCOVERED_CHECK;
+                discovered = DISCOVERED_CHECK;
             const Bitboard reach[4] = {getQueenMoves(occ_without, d), getRookMoves(occ_without, d),
                                        getBishopMoves(occ_without, d), knight_attacks[d]};
             for (int i = 0; i < 4; i++) {
-                Move m = base | (Move(QUEEN - i) << 24);
+                Move m = makeMoveWord(from, d, PAWN, captured, QUEEN - i) | discovered;
                 if (reach[i] & enemy_king) m |= CHECK;
                 list[n++] = m;
             }
@@ -172,7 +172,7 @@ struct Generator {
     void enPassant() {
         int e = lsb(ply->en_passant);
         FOR_EACH_SQUARE(from, P->pieces[PAWN] & pawn_attacks[O->info->colour][e]) {
-            Move m = Move(e | (from << 6) | (6 << 12) | (PAWN << 20));
+            Move m = makeMoveWord(from, e, PAWN, PAWN);
             makeMove(m);
             bool illegal = isKingAttacked(curr_ply->opponent, curr_ply->player);
             bool check = isKingAttacked(curr_ply->player, curr_ply->opponent);
@@ -200,13 +200,13 @@ struct Generator {
         Bitboard occ_without = occ & ~bit(k);
         Bitboard enemy_king = bit(O->king);
         if ((rights & bit(k + 3)) && !(occ & (bit(k + 1) | bit(k + 2))) && !(attacked & (bit(k + 1) | bit(k + 2)))) {
-            Move m = Move((k + 2) | (k << 6) | (1 << 12));
+            Move m = makeMoveWord(k, k + 2, KING);
             if (getRookMoves(occ_without, k + 1) & enemy_king) m |= CHECK;
             list[n++] = m;
         }
         if ((rights & bit(k - 4)) && !(occ & (bit(k - 1) | bit(k - 2) | bit(k - 3))) &&
             !(attacked & (bit(k - 1) | bit(k - 2)))) {
-            Move m = Move((k - 2) | (k << 6) | (1 << 12));
+            Move m = makeMoveWord(k, k - 2, KING);
             if (getRookMoves(occ_without, k - 1) & enemy_king) m |= CHECK;
             list[n++] = m;
         }

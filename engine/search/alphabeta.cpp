@@ -24,7 +24,7 @@ void initReductions() {
 }
 
 namespace {
-constexpr uint32_t NOT_QUIET = 0x0fff0000; // the tactical flags without the hash-move mark
+constexpr uint32_t NOT_QUIET = ORDER_MASK & ~HASH_MOVE; // the tactical flags without the hash-move mark
 
 bool anyTactical(const Ply* ply) {
     for (int i = 0; i < ply->generated; i++)
@@ -104,7 +104,7 @@ int alphaBeta(int ply, int depth, int alpha, int beta, uint32_t in_check) {
     if (beta - alpha > 1 && !hash_move && r > 2) {
         alphaBeta(ply, depth - 2, alpha, beta, in_check);
         hash_move = probeMove(node->key);
-        node->moves[0] &= 0x0fffffff;
+        node->moves[0] = unmarked(node->moves[0]);
     }
 
     if (hash_move)
@@ -126,7 +126,7 @@ int alphaBeta(int ply, int depth, int alpha, int beta, uint32_t in_check) {
         Move m;
         if (ply == 0) {
             m = selectMove<ORDER_ROOT>(i);
-            search.currmove = m & 0x0fffffff;
+            search.currmove = unmarked(m);
             search.currmovenumber = i + 1;
         } else {
             m = selectInner(node, i, selection);
@@ -157,7 +157,7 @@ int alphaBeta(int ply, int depth, int alpha, int beta, uint32_t in_check) {
 
         if (s > bestEval) {
             bestEval = s;
-            best_move = m & 0x0fffffff;
+            best_move = unmarked(m);
             if (ply == 0) {
                 search.score = s;
                 search.bestmove = best_move;
@@ -168,7 +168,7 @@ int alphaBeta(int ply, int depth, int alpha, int beta, uint32_t in_check) {
             }
         }
         if (ply == 0) {
-            root_nodes[m & 0xfff] = search.nodes - root_mark;
+            root_nodes[moveSquares(m)] = search.nodes - root_mark;
             root_mark = search.nodes;
         }
     }

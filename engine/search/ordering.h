@@ -13,7 +13,7 @@ extern uint8_t centrality[4096];    // by from and to squares: central targets f
 void initCentrality();
 
 inline uint32_t tacticalPart(Move m) { return m & ORDER_MASK; }
-inline int32_t& historyEntry(int colour, Move m) { return history[colour][(m >> 12) & 7][m & 63]; }
+inline int32_t& historyEntry(int colour, Move m) { return history[colour][pieceCode(m)][moveTo(m)]; }
 
 // Raised with every change of a colour's history entries, so that selection keys computed from
 // them are known to be still current.
@@ -32,13 +32,15 @@ inline bool better(Move c, Move b, int colour, uint32_t mirror) {
         int32_t hc = historyEntry(colour, c), hb = historyEntry(colour, b);
         if (hc != hb) return hc > hb;
     }
-    if (centrality[c & 0xfff] != centrality[b & 0xfff]) return centrality[c & 0xfff] > centrality[b & 0xfff];
+    int cc = centrality[moveSquares(c)], cb = centrality[moveSquares(b)];
+    if (cc != cb) return cc > cb;
     return betterPlain(c, b, mirror);
 }
 
 inline bool betterAtRoot(Move c, Move b, int colour, uint32_t mirror) {
     if ((c ^ b) & HASH_MOVE) return c & HASH_MOVE;
-    if (root_nodes[c & 0xfff] != root_nodes[b & 0xfff]) return root_nodes[c & 0xfff] > root_nodes[b & 0xfff];
+    uint64_t nc = root_nodes[moveSquares(c)], nb = root_nodes[moveSquares(b)];
+    if (nc != nb) return nc > nb;
     return better(c, b, colour, mirror);
 }
 
@@ -48,10 +50,10 @@ enum { ORDER_PLAIN, ORDER_ROOT };
 // tactical part or the history value (offset to unsigned), the centrality entry, and the low half
 // of the mirrored word (its high half is the tactical part again).
 inline uint64_t innerKey(Move m, const int32_t* colour_history, uint32_t mirror) {
-    uint64_t tail = (uint64_t(centrality[m & 0xfff]) << 16) | ((m ^ mirror) & 0xffff);
+    uint64_t tail = (uint64_t(centrality[moveSquares(m)]) << 16) | ((m ^ mirror) & 0xffff);
     uint32_t tactical = tacticalPart(m);
-    if (tactical) return (uint64_t(1) << 63) | (uint64_t(tactical >> 16) << 22) | tail;
-    uint32_t h = uint32_t(colour_history[((m >> 12) & 7) * 64 + (m & 63)]) ^ 0x80000000u;
+    if (tactical) return (uint64_t(1) << 63) | (uint64_t(tactical >> ORDER_SHIFT) << 22) | tail;
+    uint32_t h = uint32_t(colour_history[pieceCode(m) * 64 + moveTo(m)]) ^ 0x80000000u;
     return (uint64_t(h) << 22) | tail;
 }
 

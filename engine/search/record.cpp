@@ -58,7 +58,7 @@ bool isLegalHere(Move move) {
     computeAttacks();
     generateMoves(GEN_ALL);
     for (int i = 0; i < curr_ply->generated; i++)
-        if ((curr_ply->moves[i] & 0x0fffffff) == (move & 0x0fffffff)) return true;
+        if (unmarked(curr_ply->moves[i]) == unmarked(move)) return true;
     return false;
 }
 
