@@ -64,55 +64,51 @@ void computeFeatures(const Side* P, const Side* O) {
     const Bitboard p_zone = king_attacks[P->king], o_zone = king_attacks[O->king];
 
     int p_men = count(P->pieces[0]), o_men = count(O->pieces[0]);
-    f[0] = p_men - o_men;
-    f[1] = (p_men == 1) - (o_men == 1);
+    f[featureIndex(PIECE_COUNT)] = p_men - o_men;
+    f[featureIndex(BARE_KING)] = (p_men == 1) - (o_men == 1);
 
-    // Pawns by relative rank 2..7, not passed and passed.
-    for (int k = 0; k < 6; k++) {
-        Bitboard pr = relative_ranks[pc][k + 2], or_ = relative_ranks[oc][k + 2];
-        f[2 + 2 * k] = count(P->not_passed & pr) - count(O->not_passed & or_);
-        f[3 + 2 * k] = count(P->passed & pr) - count(O->passed & or_);
+    for (int r = 2; r <= 7; r++) {
+        Bitboard pr = relative_ranks[pc][r], or_ = relative_ranks[oc][r];
+        f[pawnRankFeature(r, false)] = count(P->not_passed & pr) - count(O->not_passed & or_);
+        f[pawnRankFeature(r, true)] = count(P->passed & pr) - count(O->passed & or_);
     }
 
-    // Knights to kings by corner ring.
-    for (int j = 0; j < 5; j++)
+    for (int t = KNIGHT; t <= KING; t++)
         for (int d = 0; d < 7; d++)
-            f[14 + 7 * j + d] = count(P->pieces[KNIGHT + j] & corner_rings[d]) -
-                                count(O->pieces[KNIGHT + j] & corner_rings[d]);
+            f[ringFeature(t, d)] = count(P->pieces[t] & corner_rings[d]) - count(O->pieces[t] & corner_rings[d]);
 
     // Threats (attacker of type a on enemy targets of type v) and defence (opponent first).
-    for (int i = 0; i < 6; i++)
-        for (int j = 0; j < 5; j++) {
-            int a = PAWN + i, v = PAWN + j;
-            f[49 + 10 * i + 2 * j] = count(O->pieces[v] & pa[a]) - count(P->pieces[v] & oa[a]);
-            f[50 + 10 * i + 2 * j] = count(O->pieces[v] & oa[a]) - count(P->pieces[v] & pa[a]);
+    for (int a = PAWN; a <= KING; a++)
+        for (int v = PAWN; v <= QUEEN; v++) {
+            f[threatFeature(a, v)] = count(O->pieces[v] & pa[a]) - count(P->pieces[v] & oa[a]);
+            f[defenceFeature(a, v)] = count(O->pieces[v] & oa[a]) - count(P->pieces[v] & pa[a]);
         }
 
     // Safe squares: empty and not attacked by the other side at all.
     const Bitboard p_safe = empty & ~oa[0], o_safe = empty & ~pa[0];
-    f[109] = count(pawnPushes(P) & p_safe) - count(pawnPushes(O) & o_safe);
-    for (int j = 0; j < 5; j++) f[110 + j] = count(pa[KNIGHT + j] & p_safe) - count(oa[KNIGHT + j] & o_safe);
+    f[featureIndex(SAFE_PAWN_PUSHES)] = count(pawnPushes(P) & p_safe) - count(pawnPushes(O) & o_safe);
+    for (int t = KNIGHT; t <= KING; t++) f[safeSquaresFeature(t)] = count(pa[t] & p_safe) - count(oa[t] & o_safe);
 
-    f[115] = count(P->doubled) - count(O->doubled);
-    f[116] = count(P->isolated) - count(O->isolated);
-    for (int j = 0; j < 5; j++)
-        f[117 + j] = count(P->pieces[PAWN + j] & P->attacks->pinned) - count(O->pieces[PAWN + j] & O->attacks->pinned);
+    f[featureIndex(DOUBLED_PAWNS)] = count(P->doubled) - count(O->doubled);
+    f[featureIndex(ISOLATED_PAWNS)] = count(P->isolated) - count(O->isolated);
+    for (int t = PAWN; t <= QUEEN; t++)
+        f[pinnedFeature(t)] = count(P->pieces[t] & P->attacks->pinned) - count(O->pieces[t] & O->attacks->pinned);
 
     // Centre presence in the centre band of each side's own half (the enemy's far centre).
     const Bitboard p_centre = O->info->far_centre, o_centre = P->info->far_centre;
     int centre = count(P->pieces[0] & p_centre) - count(O->pieces[0] & o_centre);
     for (int t = PAWN; t <= KING; t++) centre += count(pa[t] & p_centre) - count(oa[t] & o_centre);
-    f[122] = centre;
+    f[featureIndex(CENTRE_PRESENCE)] = centre;
 
     const Bitboard p_cover = P->pieces[0] | pa[PAWN] | pa[KNIGHT] | pa[BISHOP] | pa[ROOK] | pa[QUEEN];
     const Bitboard o_cover = O->pieces[0] | oa[PAWN] | oa[KNIGHT] | oa[BISHOP] | oa[ROOK] | oa[QUEEN];
-    f[123] = count(p_cover & p_zone) - count(o_cover & o_zone);
+    f[featureIndex(KING_COVER)] = count(p_cover & p_zone) - count(o_cover & o_zone);
 
     const Bitboard p_support = pa[PAWN] | pa[KNIGHT] | pa[BISHOP] | pa[ROOK] | pa[KING];
     const Bitboard o_support = oa[PAWN] | oa[KNIGHT] | oa[BISHOP] | oa[ROOK] | oa[KING];
-    f[124] = count(oa[QUEEN] & p_zone & o_support) - count(pa[QUEEN] & o_zone & p_support);
-    f[125] = kingZoneAttacks(oa, p_zone) - kingZoneAttacks(pa, o_zone);
-    f[126] = count(P->attacks->check_squares[0]) - count(O->attacks->check_squares[0]);
+    f[featureIndex(QUEEN_KING_ATTACKS)] = count(oa[QUEEN] & p_zone & o_support) - count(pa[QUEEN] & o_zone & p_support);
+    f[featureIndex(KING_ZONE_ATTACKS)] = kingZoneAttacks(oa, p_zone) - kingZoneAttacks(pa, o_zone);
+    f[featureIndex(CHECK_SQUARES)] = count(P->attacks->check_squares[0]) - count(O->attacks->check_squares[0]);
 
     // A bare king with every neighbouring square attacked is stalemated: nothing to score.
     if (p_men == 1 && (p_zone & ~oa[0]) == 0)

@@ -19,8 +19,21 @@ std::map<int, int> nonZero(const std::vector<int>& f) {
 
 TEST(Features, StartPositionAndFirstMove) {
     EXPECT_EQ(nonZero(featuresOf(START_FEN)), (std::map<int, int>{}));
-    std::map<int, int> e4 = {{2, 1},    {6, -1},   {60, -1},  {70, -1},  {90, -1},  {100, -1}, {109, -1},
-                             {110, -2}, {111, -4}, {113, -4}, {114, -1}, {122, -4}, {126, -2}};
+    // Black to move after 1.e4: White's e-pawn has gone from its rank 2 to its rank 4, where the
+    // g1 knight, f1 bishop, d1 queen and e1 king no longer defend it.
+    std::map<int, int> e4 = {{pawnRankFeature(2, false), 1},
+                             {pawnRankFeature(4, false), -1},
+                             {defenceFeature(KNIGHT, PAWN), -1},
+                             {defenceFeature(BISHOP, PAWN), -1},
+                             {defenceFeature(QUEEN, PAWN), -1},
+                             {defenceFeature(KING, PAWN), -1},
+                             {featureIndex(SAFE_PAWN_PUSHES), -1},
+                             {safeSquaresFeature(KNIGHT), -2},
+                             {safeSquaresFeature(BISHOP), -4},
+                             {safeSquaresFeature(QUEEN), -4},
+                             {safeSquaresFeature(KING), -1},
+                             {featureIndex(CENTRE_PRESENCE), -4},
+                             {featureIndex(CHECK_SQUARES), -2}};
     EXPECT_EQ(nonZero(featuresOf("rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq e3 0 1")), e4);
     // Reached by playing the move: the pawn sets and attacks come from makeMove.
     EXPECT_EQ(nonZero(featuresOf(START_FEN, "e2e4")), e4);
@@ -30,27 +43,27 @@ TEST(Features, StartPositionAndFirstMove) {
 TEST(Features, PawnStructure) {
     // Doubled and isolated pawns on e2 and e3, both passed, on relative ranks 2 and 3.
     std::vector<int> f = featuresOf("4k3/8/8/8/8/4P3/4P3/4K3 w - - 0 1");
-    EXPECT_EQ(f[115], 1);
-    EXPECT_EQ(f[116], 2);
-    EXPECT_EQ(f[3], 1);
-    EXPECT_EQ(f[5], 1);
-    EXPECT_EQ(f[0], 2);
-    EXPECT_EQ(f[1], -1);
-    // A black pawn on e2 stands on Black's relative rank 7: passed, feature 13.
+    EXPECT_EQ(f[featureIndex(DOUBLED_PAWNS)], 1);
+    EXPECT_EQ(f[featureIndex(ISOLATED_PAWNS)], 2);
+    EXPECT_EQ(f[pawnRankFeature(2, true)], 1);
+    EXPECT_EQ(f[pawnRankFeature(3, true)], 1);
+    EXPECT_EQ(f[featureIndex(PIECE_COUNT)], 2);
+    EXPECT_EQ(f[featureIndex(BARE_KING)], -1);
+    // A black pawn on e2 stands on Black's relative rank 7, passed.
     f = featuresOf("4k3/8/8/8/8/8/4p3/K7 b - - 0 1");
-    EXPECT_EQ(f[13], 1);
-    EXPECT_EQ(f[12], 0);
+    EXPECT_EQ(f[pawnRankFeature(7, true)], 1);
+    EXPECT_EQ(f[pawnRankFeature(7, false)], 0);
     // Pawns facing each other on one file are not passed: White's on its relative rank 4,
     // Black's on its relative rank 3.
     f = featuresOf("4k3/8/4p3/8/4P3/8/8/4K3 w - - 0 1");
-    EXPECT_EQ(f[6], 1);
-    EXPECT_EQ(f[4], -1);
-    EXPECT_EQ(f[7] | f[5], 0);
+    EXPECT_EQ(f[pawnRankFeature(4, false)], 1);
+    EXPECT_EQ(f[pawnRankFeature(3, false)], -1);
+    EXPECT_EQ(f[pawnRankFeature(4, true)] | f[pawnRankFeature(3, true)], 0);
 }
 
 TEST(Features, CornerRings) {
-    EXPECT_EQ(featuresOf("4k3/8/8/8/3N4/8/8/R3K3 w - - 0 1")[28], 1); // rook a1, ring 0
-    EXPECT_EQ(featuresOf("4k3/8/8/8/3N4/8/8/R3K3 w - - 0 1")[20], 1); // knight d4, ring 6
+    EXPECT_EQ(featuresOf("4k3/8/8/8/3N4/8/8/R3K3 w - - 0 1")[ringFeature(ROOK, 0)], 1); // rook a1
+    EXPECT_EQ(featuresOf("4k3/8/8/8/3N4/8/8/R3K3 w - - 0 1")[ringFeature(KNIGHT, 6)], 1); // knight d4
     // A white knight on every square in turn, Black to move: its ring feature reads -1.
     int ring_size[7] = {};
     for (int s = 0; s < 64; s++) {
@@ -69,7 +82,7 @@ TEST(Features, CornerRings) {
         std::vector<int> f = featuresOf((fen + " b - - 0 1").c_str());
         int found = 0;
         for (int d = 0; d < 7; d++)
-            if (f[14 + d] == -1) ring_size[d]++, found++;
+            if (f[ringFeature(KNIGHT, d)] == -1) ring_size[d]++, found++;
         EXPECT_EQ(found, 1) << fen;
     }
     EXPECT_EQ(std::vector<int>(ring_size, ring_size + 7), (std::vector<int>{4, 8, 12, 16, 12, 8, 4}));
@@ -77,24 +90,24 @@ TEST(Features, CornerRings) {
     for (const char* fen : {"4k3/8/8/8/8/8/8/1N2K3 b - - 0 1", "4k3/8/8/8/8/8/N7/4K3 b - - 0 1",
                             "4k3/N7/8/8/8/8/8/4K3 b - - 0 1", "1N2k3/8/8/8/8/8/8/4K3 b - - 0 1",
                             "4k3/7N/8/8/8/8/8/4K3 b - - 0 1", "4k1N1/8/8/8/8/8/8/4K3 b - - 0 1"})
-        EXPECT_EQ(featuresOf(fen)[15], -1) << fen;
+        EXPECT_EQ(featuresOf(fen)[ringFeature(KNIGHT, 1)], -1) << fen;
     for (const char* fen : {"4k3/8/8/3N4/8/8/8/4K3 b - - 0 1", "4k3/8/8/4N3/8/8/8/4K3 b - - 0 1",
                             "4k3/8/8/8/4N3/8/8/4K3 b - - 0 1"})
-        EXPECT_EQ(featuresOf(fen)[20], -1) << fen;
+        EXPECT_EQ(featuresOf(fen)[ringFeature(KNIGHT, 6)], -1) << fen;
 }
 
 TEST(Features, ThreatsAndDefence) {
     // White knight f4 attacks the black queen d5, which the c6 pawn defends.
     std::vector<int> f = featuresOf("4k3/8/2p5/3q4/5N2/8/8/4K3 w - - 0 1");
-    EXPECT_EQ(f[67], 1); // knight row, queen threat
-    EXPECT_EQ(f[58], 1); // pawn row, queen defence (opponent first)
+    EXPECT_EQ(f[threatFeature(KNIGHT, QUEEN)], 1);
+    EXPECT_EQ(f[defenceFeature(PAWN, QUEEN)], 1); // opponent first
     // The same with Black to move: both signs turn.
     f = featuresOf("4k3/8/2p5/3q4/5N2/8/8/4K3 b - - 0 1");
-    EXPECT_EQ(f[67], -1);
-    EXPECT_EQ(f[58], -1);
+    EXPECT_EQ(f[threatFeature(KNIGHT, QUEEN)], -1);
+    EXPECT_EQ(f[defenceFeature(PAWN, QUEEN)], -1);
     // Two knights on one target count once.
     f = featuresOf("4k3/8/8/3r4/8/2N1N3/8/4K3 w - - 0 1");
-    EXPECT_EQ(f[49 + 10 + 6], 1);
+    EXPECT_EQ(f[threatFeature(KNIGHT, ROOK)], 1);
 }
 
 TEST(Features, StalematedBareKingGivesZeros) {
@@ -104,8 +117,8 @@ TEST(Features, StalematedBareKingGivesZeros) {
     EXPECT_EQ(_features_[MAX_FEATURES - 1], 127);
     // With a free square (g6 queen moved to g5) the features are computed as usual.
     f = featuresOf("7k/5K2/8/6Q1/8/8/P7/8 b - - 0 1");
-    EXPECT_EQ(f[0], -2);
-    EXPECT_EQ(f[1], 1);
+    EXPECT_EQ(f[featureIndex(PIECE_COUNT)], -2);
+    EXPECT_EQ(f[featureIndex(BARE_KING)], 1);
 }
 
 TEST(Features, ColourMirrorGivesTheSameVectorAndScore) {
@@ -227,18 +240,18 @@ std::vector<int> slowFeatures(const Ply* ply) {
     SlowSide P = slowSide(ply->player, ply->opponent, pc), O = slowSide(ply->opponent, ply->player, 1 - pc);
     std::vector<int> f(NUM_FEATURES);
     int pm = popcount(P.pieces[0]), om = popcount(O.pieces[0]);
-    f[0] = pm - om;
-    f[1] = (pm == 1) - (om == 1);
-    for (int k = 0; k < 6; k++) {
-        f[2 + 2 * k] = countOnRank(P.not_passed, P.colour, k + 2) - countOnRank(O.not_passed, O.colour, k + 2);
-        f[3 + 2 * k] = countOnRank(P.passed, P.colour, k + 2) - countOnRank(O.passed, O.colour, k + 2);
+    f[featureIndex(PIECE_COUNT)] = pm - om;
+    f[featureIndex(BARE_KING)] = (pm == 1) - (om == 1);
+    for (int r = 2; r <= 7; r++) {
+        f[pawnRankFeature(r, false)] = countOnRank(P.not_passed, P.colour, r) - countOnRank(O.not_passed, O.colour, r);
+        f[pawnRankFeature(r, true)] = countOnRank(P.passed, P.colour, r) - countOnRank(O.passed, O.colour, r);
     }
-    for (int j = 0; j < 5; j++)
-        for (int d = 0; d < 7; d++) f[14 + 7 * j + d] = countInRing(P.pieces[KNIGHT + j], d) - countInRing(O.pieces[KNIGHT + j], d);
-    for (int i = 0; i < 6; i++)
-        for (int j = 0; j < 5; j++) {
-            f[49 + 10 * i + 2 * j] = popcount(O.pieces[1 + j] & P.att[1 + i]) - popcount(P.pieces[1 + j] & O.att[1 + i]);
-            f[50 + 10 * i + 2 * j] = popcount(O.pieces[1 + j] & O.att[1 + i]) - popcount(P.pieces[1 + j] & P.att[1 + i]);
+    for (int t = KNIGHT; t <= KING; t++)
+        for (int d = 0; d < 7; d++) f[ringFeature(t, d)] = countInRing(P.pieces[t], d) - countInRing(O.pieces[t], d);
+    for (int a = PAWN; a <= KING; a++)
+        for (int v = PAWN; v <= QUEEN; v++) {
+            f[threatFeature(a, v)] = popcount(O.pieces[v] & P.att[a]) - popcount(P.pieces[v] & O.att[a]);
+            f[defenceFeature(a, v)] = popcount(O.pieces[v] & O.att[a]) - popcount(P.pieces[v] & P.att[a]);
         }
     Bitboard empty = ~(P.pieces[0] | O.pieces[0]);
     auto pushes = [](const SlowSide& s) {
@@ -247,23 +260,23 @@ std::vector<int> slowFeatures(const Ply* ply) {
             if (s.pieces[PAWN] & bit(q)) b |= bit(s.colour == WHITE ? q + 8 : q - 8);
         return b;
     };
-    f[109] = popcount(pushes(P) & empty & ~O.att[0]) - popcount(pushes(O) & empty & ~P.att[0]);
-    for (int j = 0; j < 5; j++)
-        f[110 + j] = popcount(P.att[KNIGHT + j] & empty & ~O.att[0]) - popcount(O.att[KNIGHT + j] & empty & ~P.att[0]);
-    f[115] = popcount(P.doubled) - popcount(O.doubled);
-    f[116] = popcount(P.isolated) - popcount(O.isolated);
-    for (int j = 0; j < 5; j++) f[117 + j] = popcount(P.pieces[1 + j] & P.pinned) - popcount(O.pieces[1 + j] & O.pinned);
+    f[featureIndex(SAFE_PAWN_PUSHES)] = popcount(pushes(P) & empty & ~O.att[0]) - popcount(pushes(O) & empty & ~P.att[0]);
+    for (int t = KNIGHT; t <= KING; t++)
+        f[safeSquaresFeature(t)] = popcount(P.att[t] & empty & ~O.att[0]) - popcount(O.att[t] & empty & ~P.att[0]);
+    f[featureIndex(DOUBLED_PAWNS)] = popcount(P.doubled) - popcount(O.doubled);
+    f[featureIndex(ISOLATED_PAWNS)] = popcount(P.isolated) - popcount(O.isolated);
+    for (int t = PAWN; t <= QUEEN; t++) f[pinnedFeature(t)] = popcount(P.pieces[t] & P.pinned) - popcount(O.pieces[t] & O.pinned);
     for (int t = 1; t <= 6; t++)
-        f[122] += popcount(P.pieces[t] & ownCentre(P.colour)) + popcount(P.att[t] & ownCentre(P.colour)) -
+        f[featureIndex(CENTRE_PRESENCE)] += popcount(P.pieces[t] & ownCentre(P.colour)) + popcount(P.att[t] & ownCentre(P.colour)) -
                   popcount(O.pieces[t] & ownCentre(O.colour)) - popcount(O.att[t] & ownCentre(O.colour));
     auto cover = [](const SlowSide& s) { return s.pieces[0] | s.att[1] | s.att[2] | s.att[3] | s.att[4] | s.att[5]; };
-    f[123] = popcount(cover(P) & king_attacks[P.king]) - popcount(cover(O) & king_attacks[O.king]);
+    f[featureIndex(KING_COVER)] = popcount(cover(P) & king_attacks[P.king]) - popcount(cover(O) & king_attacks[O.king]);
     auto support = [](const SlowSide& s) { return s.att[1] | s.att[2] | s.att[3] | s.att[4] | s.att[6]; };
-    f[124] = popcount(O.att[5] & king_attacks[P.king] & support(O)) - popcount(P.att[5] & king_attacks[O.king] & support(P));
+    f[featureIndex(QUEEN_KING_ATTACKS)] = popcount(O.att[5] & king_attacks[P.king] & support(O)) - popcount(P.att[5] & king_attacks[O.king] & support(P));
     const int value[6] = {0, 100, 300, 300, 500, 900};
     for (int t = 1; t <= 5; t++)
-        f[125] += value[t] * (popcount(O.att[t] & king_attacks[P.king]) - popcount(P.att[t] & king_attacks[O.king]));
-    f[126] = popcount(P.checks) - popcount(O.checks);
+        f[featureIndex(KING_ZONE_ATTACKS)] += value[t] * (popcount(O.att[t] & king_attacks[P.king]) - popcount(P.att[t] & king_attacks[O.king]));
+    f[featureIndex(CHECK_SQUARES)] = popcount(P.checks) - popcount(O.checks);
     if (pm == 1 && !(king_attacks[P.king] & ~O.att[0])) std::fill(f.begin(), f.end(), 0);
     return f;
 }
@@ -280,6 +293,8 @@ TEST(Features, AgreeWithASlowComputationFromThePieces) {
     for (const std::string& fen : fens) {
         std::vector<int> fast = featuresOf(fen.c_str());
         std::vector<int> slow = slowFeatures(curr_ply);
-        for (int i = 0; i < NUM_FEATURES; i++) EXPECT_EQ(fast[i], slow[i]) << "feature " << i << " of " << fen;
+        for (const FeatureBlock& block : feature_blocks)
+            for (int i = block.first; i < block.first + block.length; i++)
+                EXPECT_EQ(fast[i], slow[i]) << block.name << ": feature " << i << " of " << fen;
     }
 }

@@ -142,12 +142,12 @@ void fullInputs(const Row& row, Inputs* in) {
 constexpr int MATERIAL_UNKNOWNS = 6;
 
 void materialInputs(const Row& row, Inputs* in) {
-    // Pawns by rank (features 2..13) and pieces by ring (7 rings each from feature 14) add up to
-    // the count differences.
+    // The pawns by rank and the knights to queens by ring add up to the count differences.
     double counts[5] = {0, 0, 0, 0, 0};
-    for (int i = 2; i < 14; i++) counts[0] += row.f[i];
-    for (int j = 0; j < 4; j++)
-        for (int d = 0; d < 7; d++) counts[1 + j] += row.f[14 + 7 * j + d];
+    const FeatureBlock& pawns = feature_blocks[PAWN_RANKS];
+    for (int i = pawns.first; i < pawns.first + pawns.length; i++) counts[0] += row.f[i];
+    for (int t = KNIGHT; t <= QUEEN; t++)
+        for (int d = 0; d < 7; d++) counts[t - PAWN] += row.f[ringFeature(t, d)];
     in->count = 0;
     for (int i = 0; i < 5; i++) {
         in->index[in->count] = i;
@@ -487,15 +487,18 @@ void printTellingWeights(const Fit full[COUNTS], const std::vector<double> mater
     printf("\nweights   piece count  bare king  constant   pawn value (rel. ranks 2..7, not passed / passed)\n");
     for (int men : {4, 5, 6, 8, 10, 16, 24, 31, 32}) {
         const std::vector<double>& w = full[men - MIN_MEN].weights;
-        printf("%2d men  %11.2f %10.2f %9.2f  ", men, w[0], w[1], w[FEATURES]);
-        for (int r = 0; r < 6; r++) printf(" %4.0f/%-4.0f", w[0] + w[2 + 2 * r], w[0] + w[3 + 2 * r]);
+        double piece = w[featureIndex(PIECE_COUNT)];
+        printf("%2d men  %11.2f %10.2f %9.2f  ", men, piece, w[featureIndex(BARE_KING)], w[FEATURES]);
+        for (int r = 2; r <= 7; r++) printf(" %4.0f/%-4.0f", piece + w[pawnRankFeature(r, false)], piece + w[pawnRankFeature(r, true)]);
         printf("\n");
     }
     const std::vector<double>& w = full[10 - MIN_MEN].weights;
-    printf("10 men: pawn-rank weights 2..11 =");
-    for (int i = 2; i < 12; i++) printf(" %.1f", w[i]);
+    printf("10 men: pawn-rank weights (relative ranks 2..6, not passed and passed) =");
+    for (int r = 2; r <= 6; r++) printf(" %.1f %.1f", w[pawnRankFeature(r, false)], w[pawnRankFeature(r, true)]);
+    double piece = w[featureIndex(PIECE_COUNT)];
     printf("\n10 men: knight/bishop/rook/queen on ring 3 = %.0f %.0f %.0f %.0f (with the piece-count weight)\n",
-           w[0] + w[14 + 3], w[0] + w[21 + 3], w[0] + w[28 + 3], w[0] + w[35 + 3]);
+           piece + w[ringFeature(KNIGHT, 3)], piece + w[ringFeature(BISHOP, 3)], piece + w[ringFeature(ROOK, 3)],
+           piece + w[ringFeature(QUEEN, 3)]);
     const std::vector<double>& m = material[10 - MIN_MEN];
     printf("10 men, material model: pawn %.0f knight %.0f bishop %.0f rook %.0f queen %.0f\n", m[0], m[1], m[2], m[3], m[4]);
 }
