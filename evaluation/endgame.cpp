@@ -8,11 +8,9 @@
 
 int materialBalance(const Ply* ply) {
     const Side *p = ply->player, *o = ply->opponent;
-    return 100 * (popcount(p->pieces[PAWN]) - popcount(o->pieces[PAWN])) +
-           300 * (popcount(p->pieces[KNIGHT]) - popcount(o->pieces[KNIGHT])) +
-           300 * (popcount(p->pieces[BISHOP]) - popcount(o->pieces[BISHOP])) +
-           500 * (popcount(p->pieces[ROOK]) - popcount(o->pieces[ROOK])) +
-           900 * (popcount(p->pieces[QUEEN]) - popcount(o->pieces[QUEEN]));
+    int balance = 0;
+    for (int t = PAWN; t <= QUEEN; t++) balance += piece_value[t] * (popcount(p->pieces[t]) - popcount(o->pieces[t]));
+    return balance;
 }
 
 namespace {

@@ -19,5 +19,5 @@ inline constexpr int8_t king_centre[64] = {
     0, 0, 0, 0, 0, 0, 0, 0,
 };
 
-// Material balance in centipawns from the side to move's view (100, 300, 300, 500, 900).
+// Material balance in centipawns from the side to move's view, by piece_value.
 int materialBalance(const Ply* ply);

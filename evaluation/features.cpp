@@ -47,10 +47,11 @@ inline Bitboard pawnPushes(const Side* s) {
     return s->info->colour == WHITE ? pawns << 8 : pawns >> 8;
 }
 
-// Weighted attacks of `a` on the squares next to the king of `b`.
+// A side's attacks on the squares of a king zone, each counted at the value of the attacking piece.
 inline int kingZoneAttacks(const Bitboard* att, Bitboard zone) {
-    return 100 * count(att[PAWN] & zone) + 300 * count(att[KNIGHT] & zone) + 300 * count(att[BISHOP] & zone) +
-           500 * count(att[ROOK] & zone) + 900 * count(att[QUEEN] & zone);
+    return piece_value[PAWN] * count(att[PAWN] & zone) + piece_value[KNIGHT] * count(att[KNIGHT] & zone) +
+           piece_value[BISHOP] * count(att[BISHOP] & zone) + piece_value[ROOK] * count(att[ROOK] & zone) +
+           piece_value[QUEEN] * count(att[QUEEN] & zone);
 }
 
 } // namespace

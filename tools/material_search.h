@@ -10,17 +10,9 @@
 #include "../engine/board/board.h"
 #include "../engine/board/makemove.h"
 #include "../engine/board/movegen.h"
-#include "../engine/search/quiescence.h"
+#include "../evaluation/endgame.h"
 
 namespace vireo_tools {
-
-// Material of the side to move minus the opponent's, in the exchange values of the search.
-inline int materialBalance(const Ply* ply) {
-    int balance = 0;
-    for (int t = PAWN; t <= QUEEN; t++)
-        balance += see_value[t] * (popcount(ply->player->pieces[t]) - popcount(ply->opponent->pieces[t]));
-    return balance;
-}
 
 // Fail-soft search of captures and promotions, most valuable victim first, from curr_ply down to
 // `depth` plies. When `line` is given it receives the moves from curr_ply that the score rests on
@@ -39,7 +31,8 @@ inline int materialSearch(int alpha, int beta, int depth, std::vector<Move>* lin
         if (moveCaptured(m) || movePromotion(m)) tactical[n++] = m;
     }
     std::stable_sort(tactical, tactical + n, [](Move a, Move b) {
-        return see_value[moveCaptured(a)] + see_value[movePromotion(a)] > see_value[moveCaptured(b)] + see_value[movePromotion(b)];
+        return piece_value[moveCaptured(a)] + piece_value[movePromotion(a)] >
+               piece_value[moveCaptured(b)] + piece_value[movePromotion(b)];
     });
     std::vector<Move> below;
     for (int i = 0; i < n; i++) {

@@ -56,6 +56,11 @@ constexpr Move makeMoveWord(int from, int to, int piece, int captured = 0, int p
 // destination holds an enemy piece).
 constexpr Move capturedField(int captured) { return Move(captured) << CAPTURE_SHIFT; }
 
+// What a piece is worth in centipawns, by type code 0..7 (EMPTY, PAWN..KING, and 7, which no piece
+// has): the one scale of the exchange test, delta pruning, material sums and the king-zone feature.
+// The king counts 0, as it is never captured.
+inline constexpr int piece_value[8] = {0, 100, 300, 300, 500, 900, 0, 0};
+
 // XOR-ing a move with this reflects both its squares top to bottom.
 constexpr uint32_t MIRROR_BLACK = 3640;
 

@@ -13,8 +13,6 @@
 #include "../../transposition/tt.h"
 #include "../../evaluation/evaluation.h"
 
-const int see_value[8] = {0, 100, 300, 300, 500, 900, 0, 0};
-
 bool exchangeLoses(Move m) {
     const Ply* ply = curr_ply;
     int from = moveFrom(m), to = moveTo(m);

@@ -3,7 +3,8 @@
 #include <cstdint>
 #include "../board/board.h"
 
-extern const int see_value[8];
+// The values the exchange test and delta pruning count with.
+inline constexpr const int (&see_value)[8] = piece_value;
 
 int quiescence(int ply, int depth, int alpha, int beta, uint32_t in_check);
 
