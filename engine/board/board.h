@@ -151,6 +151,14 @@ inline bool canCastle(Bitboard castling) {
 }
 void computePawnStructure();
 
+// The pawn_ending flag of a position: 1 when either side has nothing but its king and pawns, where
+// zugzwang is common and the searches prune nothing on the static score.
+inline int pawnEnding(const Ply* ply) {
+    const Side& b = ply->black;
+    const Side& w = ply->white;
+    return b.pieces[0] == (b.pieces[PAWN] | b.pieces[KING]) || w.pieces[0] == (w.pieces[PAWN] | w.pieces[KING]);
+}
+
 inline int popcount(Bitboard b) { return __builtin_popcountll(b); }
 inline int lsb(Bitboard b) { return __builtin_ctzll(b); }
 inline Bitboard bit(int square) { return Bitboard(1) << square; }

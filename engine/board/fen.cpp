@@ -121,8 +121,7 @@ bool parseFenUnchecked(const char* text, std::string* reason) {
         for (int t = PAWN; t <= KING; t++) side->pieces[0] |= side->pieces[t];
     ply->occupancy = ply->black.pieces[0] | ply->white.pieces[0];
     if (!checkMaterial(ply, reason)) return false;
-    ply->pawn_ending = popcount(ply->black.pieces[0] & ~ply->black.pieces[PAWN]) == 1 ||
-                       popcount(ply->white.pieces[0] & ~ply->white.pieces[PAWN]) == 1;
+    ply->pawn_ending = pawnEnding(ply);
 
     bool white = fen.side[0] == 'w';
     ply->player = white ? &ply->white : &ply->black;

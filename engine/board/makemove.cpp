@@ -85,10 +85,8 @@ void makeMove(Move m) {
     }
     next->key = key;
 
-    const Side& b = next->black;
-    const Side& w = next->white;
-    next->pawn_ending = b.pieces[0] == (b.pieces[PAWN] | b.pieces[KING]) || w.pieces[0] == (w.pieces[PAWN] | w.pieces[KING]);
-    next->occupancy = b.pieces[0] | w.pieces[0];
+    next->pawn_ending = pawnEnding(next);
+    next->occupancy = next->black.pieces[0] | next->white.pieces[0];
 
     ply_index++;
     curr_ply = next;
