@@ -3,7 +3,6 @@
 #include "features.h"
 #include "model.h"
 #include "../engine/board/assertion.h"
-#include "../engine/board/attacks.h"
 
 int evaluate(Ply* ply) {
     int men = popcount(ply->occupancy);
@@ -14,8 +13,7 @@ int evaluate(Ply* ply) {
         return score;
     }
     const Side *player = ply->player, *opponent = ply->opponent;
-    // A bare king whose every neighbouring square is attacked cannot move: stalemate.
-    if (popcount(player->pieces[0]) == 1 && !(king_attacks[player->king] & ~opponent->attacks->attacked[0])) return 0;
+    if (bareKingStalemated(player, opponent)) return 0;
 
     computeFeatures(player, opponent);
     int n = men <= MAX_MODEL_MEN ? weight_count[men - MIN_MODEL_MEN] - 1 : -1;

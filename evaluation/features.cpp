@@ -111,8 +111,7 @@ void computeFeatures(const Side* P, const Side* O) {
     f[featureIndex(KING_ZONE_ATTACKS)] = kingZoneAttacks(oa, p_zone) - kingZoneAttacks(pa, o_zone);
     f[featureIndex(CHECK_SQUARES)] = count(P->attacks->check_squares[0]) - count(O->attacks->check_squares[0]);
 
-    // A bare king with every neighbouring square attacked is stalemated: nothing to score.
-    if (p_men == 1 && (p_zone & ~oa[0]) == 0)
+    if (bareKingStalemated(P, O))
         for (int i = 0; i < NUM_FEATURES; i++) f[i] = 0;
 
     f[MAX_FEATURES - 1] = NUM_FEATURES;

@@ -1,7 +1,7 @@
 // The 127 integer features that the learned model scores. Each is a difference between the side
 // to move and the opponent of a count of squares, so the vector is colour-symmetric.
 #pragma once
-#include "../engine/board/board.h"
+#include "../engine/board/attacks.h"
 
 constexpr int MAX_FEATURES = 1024;
 constexpr int NUM_FEATURES = 127;
@@ -82,6 +82,12 @@ constexpr int pinnedFeature(int type) { return featureIndex(PINNED_PIECES) + typ
 // Features of the last position processed in entries 0..126; entry MAX_FEATURES - 1 holds
 // their number. Entries 127..1022 stay 0 (the dot product reads entry 127 as a zero pad).
 extern int _features_[MAX_FEATURES];
+
+// A bare king to move whose every neighbouring square is attacked: stalemate, so there is nothing
+// to score. Needs the opponent's attack information.
+inline bool bareKingStalemated(const Side* player, const Side* opponent) {
+    return popcount(player->pieces[0]) == 1 && !(king_attacks[player->king] & ~opponent->attacks->attacked[0]);
+}
 
 // Fills _features_ for the position whose sides these are (side to move first).
 // The attack information of both sides must be current (computeAttacks).
