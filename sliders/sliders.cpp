@@ -2,6 +2,7 @@
 // (12 bits for rooks, 9 for bishops), so the lookup needs no per-square shift.
 #include "sliders.h"
 #include "../engine/board/assertion.h"
+#include "../engine/board/attacks.h"
 
 namespace sliders {
 Bitboard rook_masks[64];
@@ -10,14 +11,11 @@ Bitboard rook_table[64][4096];
 Bitboard bishop_table[64][512];
 
 namespace {
-const int ROOK_STEPS[4][2] = {{0, 1}, {1, 0}, {0, -1}, {-1, 0}};
-const int BISHOP_STEPS[4][2] = {{1, 1}, {-1, 1}, {1, -1}, {-1, -1}};
-
 Bitboard walk(int square, Bitboard occupancy, const int (*steps)[2]) {
     Bitboard attacks = 0;
     for (int d = 0; d < 4; d++) {
         int f = (square & 7) + steps[d][0], r = (square >> 3) + steps[d][1];
-        while (f >= 0 && f < 8 && r >= 0 && r < 8) {
+        while (attack_geometry::onBoard(f, r)) {
             Bitboard b = Bitboard(1) << (f + 8 * r);
             attacks |= b;
             if (occupancy & b) break;
@@ -27,9 +25,6 @@ Bitboard walk(int square, Bitboard occupancy, const int (*steps)[2]) {
     }
     return attacks;
 }
-
-const Bitboard FILE_A = 0x0101010101010101ULL, FILE_H = FILE_A << 7;
-const Bitboard RANK_1 = 0xffULL, RANK_8 = RANK_1 << 56;
 
 void fillTable(bool rook) {
     for (int square = 0; square < 64; square++) {
@@ -54,7 +49,7 @@ void fillTable(bool rook) {
 } // namespace
 
 Bitboard walkAttacks(int square, Bitboard occupancy, bool rook) {
-    return walk(square, occupancy, rook ? ROOK_STEPS : BISHOP_STEPS);
+    return walk(square, occupancy, rook ? attack_geometry::ROOK_DELTAS : attack_geometry::BISHOP_DELTAS);
 }
 
 Bitboard relevantMask(int square, bool rook) {
