@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <regex>
 #include <sys/stat.h>
+#include <vireo_version.h>
 #include "tests/engine_process.h"
 #include "tests/scratch_dir.h"
 
@@ -75,7 +76,7 @@ TEST(CommandLine, UnknownArgumentsAreNamedAndTheEngineStarts) {
     EngineProcess engine({VIREO_BINARY, "-xboard", "", "bench2"});
     std::vector<std::string> lines = engine.readUntil("info debug Creation of Transposition Table");
     ASSERT_EQ(lines.size(), 7u);
-    EXPECT_EQ(lines[0], "Vireo 0.7 x64 ('quit' to exit)");
+    EXPECT_EQ(lines[0], "Vireo " VIREO_VERSION " x64 ('quit' to exit)");
     EXPECT_EQ(lines[2], "info string Unknown argument '-xboard" + NOTICE_TAIL);
     EXPECT_EQ(lines[3], "info string Unknown argument '" + NOTICE_TAIL);
     EXPECT_EQ(lines[4], "info string Unknown argument 'bench2" + NOTICE_TAIL);

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <cstdio>
 #include <filesystem>
+#include <vireo_version.h>
 #include "tests/engine_process.h"
 
 namespace {
@@ -27,12 +28,12 @@ TEST(Uci, StartUpAndIdentification) {
     EngineProcess engine;
     std::string line;
     ASSERT_TRUE(engine.readLine(line));
-    EXPECT_EQ(line, "Vireo 0.7 x64 ('quit' to exit)");
+    EXPECT_EQ(line, "Vireo " VIREO_VERSION " x64 ('quit' to exit)");
     ASSERT_TRUE(engine.readLine(line));
     EXPECT_EQ(line.rfind("info debug Supported instructions : ", 0), 0u);
     engine.skipBanner();
     EXPECT_EQ(lastLines(engine, "uci", "uciok"),
-              "id name Vireo 0.7 x64\n"
+              "id name Vireo " VIREO_VERSION " x64\n"
               "id author Tomas BRELIER\n"
               "option name Hash type spin default 128 min 1 max 65536\n"
               "option name SyzygyPath type string default <empty>\n"
