@@ -20,10 +20,43 @@ const int futility_margin[3] = {0, 200, 500};
 void initReductions() {
     memset(reductions, 0, sizeof reductions);
     for (int r = 1; r < 64; r++)
-        for (int n = 1; n < 64; n++) reductions[r][n] = uint8_t(std::log(double(n)) * (std::log(double(r)) * 0.7692307692307692));
+        for (int n = 1; n < 64; n++) reductions[r][n] = uint8_t(std::log(double(n)) * (std::log(double(r)) * REDUCTION_SCALE));
 }
 
 namespace {
+// The margins and depth rules of the pruning, in centipawns and plies; "remaining" is the node's
+// remaining depth.
+
+// Razoring: with nothing tactical to try, a static score this far below alpha per remaining ply
+// does not come back.
+constexpr int RAZOR_MARGIN_PER_PLY = 100;
+// Static null move: a static score this far above beta per remaining ply holds even if the side
+// to move could pass.
+constexpr int STATIC_NULL_MARGIN_PER_PLY = 200;
+// Null move: tried from this remaining depth on. Its child searches NULL_MOVE_REDUCTION plies
+// less than an ordinary child, and one more for every NULL_MOVE_DEPTH_DIVISOR plies remaining.
+constexpr int NULL_MOVE_MIN_DEPTH = 3;
+constexpr int NULL_MOVE_REDUCTION = 3;
+constexpr int NULL_MOVE_DEPTH_DIVISOR = 4;
+// ProbCut: tried from this remaining depth on. A capture or promotion whose quiescence score
+// reaches beta + PROBCUT_MARGIN is verified by a search PROBCUT_REDUCTION plies shallower than an
+// ordinary child; if the verification holds too, the node cuts off.
+constexpr int PROBCUT_MIN_DEPTH = 5;
+constexpr int PROBCUT_MARGIN = 200;
+constexpr int PROBCUT_REDUCTION = 4;
+// Internal iterative deepening: a PV node without a hash move and with at least this remaining
+// depth first searches itself IID_REDUCTION plies shallower, for a move to try first.
+constexpr int IID_MIN_DEPTH = 3;
+constexpr int IID_REDUCTION = 2;
+// The futility and history stops of the move loop act only this close to the horizon
+// (futility_margin has one entry per remaining depth up to it).
+constexpr int FUTILITY_MAX_DEPTH = 2;
+// Late-move reductions start with this quiet move (counting from 1).
+constexpr int LMR_FIRST_QUIET = 3;
+// A node with one legal move searches its children this many plies deeper: the move is forced,
+// so its line costs no more than the node itself.
+constexpr int SINGLE_REPLY_EXTENSION = 1;
+
 constexpr uint32_t NOT_QUIET = ORDER_MASK & ~HASH_MOVE; // the tactical flags without the hash-move mark
 
 bool anyTactical(const Ply* ply) {
@@ -33,89 +66,175 @@ bool anyTactical(const Ply* ply) {
 }
 
 // A cut-off by a quiet move rewards it and penalises the quiet moves tried before it.
-void updateHistory(const Ply* ply, int i, int r) {
+void updateHistory(const Ply* ply, int i, int remaining) {
     Move m = ply->moves[i];
     if (m & NOT_QUIET) return;
     int colour = ply->player->info->colour;
-    addHistory(colour, m, r * r);
+    addHistory(colour, m, remaining * remaining);
     for (int j = 0; j < i; j++)
-        if (!(ply->moves[j] & NOT_QUIET)) addHistory(colour, ply->moves[j], -r);
+        if (!(ply->moves[j] & NOT_QUIET)) addHistory(colour, ply->moves[j], -remaining);
+}
+
+// The static score for the pruning decisions: a table score bounds the evaluation, an exact one
+// replaces it. The entry's depth does not matter here.
+int staticScore(Ply* node, int bound, int tt_score) {
+    if (bound == BOUND_EXACT) return tt_score;
+    if (bound == BOUND_LOWER) return std::max(evaluate(node), tt_score);
+    if (bound == BOUND_UPPER) return std::min(evaluate(node), tt_score);
+    return evaluate(node);
+}
+
+// Whether passing still keeps the score at beta, searched at the null move's reduced depth.
+bool nullMoveHolds(int ply, int horizon, int remaining, int alpha, int beta) {
+    makeNullMoveAndPrefetch();
+    int child_horizon = horizon - NULL_MOVE_REDUCTION - remaining / NULL_MOVE_DEPTH_DIVISOR;
+    int s = -alphaBeta(ply + 1, child_horizon, -beta, -alpha, 0);
+    takeBack();
+    return s >= beta;
+}
+
+// ProbCut over the captures and promotions, best first: the verified score of the first that
+// beats beta by the margin, or nothing.
+bool probCut(int ply, int horizon, int beta, int count, int* score) {
+    int t = beta + PROBCUT_MARGIN;
+    for (int i = 0; i < count; i++) {
+        Move m = selectMove<ORDER_PLAIN>(i);
+        if (!(m & (CAPTURE_MASK | PROMOTION_MASK))) break;
+        makeMoveAndPrefetch(m);
+        uint32_t gives_check = m & GIVES_CHECK;
+        // The child is a first quiescence ply.
+        int s = -quiescence(ply + 1, ply + 1, -t, -t + 1, gives_check);
+        if (s >= t) s = -alphaBeta(ply + 1, horizon - PROBCUT_REDUCTION, -t, -t + 1, gives_check);
+        takeBack();
+        if (s >= t) {
+            *score = s;
+            return true;
+        }
+    }
+    return false;
+}
+
+// Swaps the hash move to the front of the list and marks it, which makes it first for both the
+// root and the inner comparator.
+void putHashMoveFirst(Ply* node, Move hash_move) {
+    for (int i = 0; i < node->generated; i++)
+        if (node->moves[i] == hash_move) {
+            node->moves[i] = node->moves[0];
+            node->moves[0] = hash_move | HASH_MOVE;
+            return;
+        }
+}
+
+// The root's bookkeeping: the move on display in the progress line, the best move so far (which
+// a stopped search plays), the nodes each root move took (which order the next iteration), and
+// the report of a completed root search.
+Move selectRootMove(int i) {
+    Move m = selectMove<ORDER_ROOT>(i);
+    search.currmove = unmarked(m);
+    search.currmovenumber = i + 1;
+    return m;
+}
+
+void recordRootBest(Move best_move, int score) {
+    search.score = score;
+    search.bestmove = best_move;
+}
+
+void recordRootNodes(Move m, uint64_t* mark) {
+    root_nodes[moveSquares(m)] = search.nodes - *mark;
+    *mark = search.nodes;
+}
+
+int finishRoot(int bestEval, Move best_move, int alpha, int beta) {
+    if (best_move) {
+        search.bestmove = best_move;
+    } else {
+        // Every move failed low: the best move of an earlier iteration stays.
+        assertReport(bestEval < alpha);
+        assertReport(search.bestmove);
+    }
+    search.score = bestEval;
+    printRootInfo(bestEval, alpha, beta);
+    return bestEval;
 }
 } // namespace
 
-int alphaBeta(int ply, int depth, int alpha, int beta, uint32_t in_check) {
-    int r = depth - ply;
-    if (r <= 0) return quiescence(ply, depth, alpha, beta, in_check);
+int alphaBeta(int ply, int horizon, int alpha, int beta, uint32_t in_check) {
+    // 1. At the horizon the quiescence search takes over.
+    int remaining = horizon - ply;
+    if (remaining <= 0) return quiescence(ply, horizon, alpha, beta, in_check);
+
+    // 2. Count the node; 3. stop when the clock or the input says so; 4. draws by rule.
     search.nodes++;
     if (ply > search.seldepth) search.seldepth = ply;
     if (checkTime()) return 0;
     if (drawByRule()) return 0;
 
+    // 5. The transposition table settles a null-window node when its entry is deep enough.
+    const bool root = ply == 0;
+    const bool null_window = beta - alpha <= 1;
     Ply* node = curr_ply;
     uint64_t probe = probeTT(node);
     int bound = probeBound(probe), tt_score = probeScore(probe);
     Move hash_move = probeHashMove(probe);
-    if (beta - alpha <= 1 && probeDepth(probe) >= r && boundCuts(bound, tt_score, alpha, beta)) return tt_score;
-    if (ply) {
+    if (null_window && probeDepth(probe) >= remaining && boundCuts(bound, tt_score, alpha, beta)) return tt_score;
+
+    // 6. Endgame knowledge, below the root (the root must find a move).
+    if (!root) {
         int settled;
         if (probeEndgame(node, &settled)) return settled;
     }
 
+    // 7. No legal move: mate or stalemate.
     computeAttacks();
     generateMoves(GEN_ALL);
     int count = node->generated;
     if (!count) return in_check ? ply - MATE : 0;
 
-    // Static pruning only at null-width nodes, out of check, with a choice of moves and no mate in sight.
+    // 8. Static pruning, only at null-window nodes out of check, with a choice of moves and no
+    // mate in sight: razoring and the static null move on the static score. Where they do not
+    // cut, the node may still prune (steps 9, 10 and 14).
     bool mate_bound = node->pawn_ending || isMateScore(alpha) || isMateScore(beta);
     bool prune = false;
     int eval = 0;
-    if (beta - alpha <= 1 && !in_check && count >= 2 && !mate_bound) {
-        if (bound == BOUND_EXACT) eval = tt_score;
-        else if (bound == BOUND_LOWER) eval = std::max(evaluate(node), tt_score);
-        else if (bound == BOUND_UPPER) eval = std::min(evaluate(node), tt_score);
-        else eval = evaluate(node);
-        if (eval + 100 * r <= alpha && !anyTactical(node)) return eval + 100 * r;
-        if (eval - 200 * r >= beta) return eval - 200 * r;
+    if (null_window && !in_check && count >= 2 && !mate_bound) {
+        eval = staticScore(node, bound, tt_score);
+        int razor = eval + RAZOR_MARGIN_PER_PLY * remaining;
+        if (razor <= alpha && !anyTactical(node)) return razor;
+        int static_null = eval - STATIC_NULL_MARGIN_PER_PLY * remaining;
+        if (static_null >= beta) return static_null;
         prune = true;
     }
 
-    if (prune && ply_index > 0 && (node - 1)->move != 0 && eval > beta && r >= 3) {
-        makeNullMoveAndPrefetch();
-        int s = -alphaBeta(ply + 1, depth - 3 - r / 4, -beta, -alpha, 0);
-        takeBack();
-        if (s >= beta) return eval;
+    // 9. Null move, unless this node was reached by one (or by no move at all). On success the
+    // node returns its static score.
+    if (prune && ply_index > 0 && (node - 1)->move != 0 && eval > beta && remaining >= NULL_MOVE_MIN_DEPTH &&
+        nullMoveHolds(ply, horizon, remaining, alpha, beta))
+        return eval;
+
+    // 10. ProbCut.
+    if (prune && remaining >= PROBCUT_MIN_DEPTH) {
+        int s;
+        if (probCut(ply, horizon, beta, count, &s)) return s;
     }
 
-    if (prune && r >= 5) {
-        int t = beta + 200;
-        for (int i = 0; i < count; i++) {
-            Move m = selectMove<ORDER_PLAIN>(i);
-            if (!(m & (CAPTURE_MASK | PROMOTION_MASK))) break;
-            makeMoveAndPrefetch(m);
-            uint32_t gives_check = m & GIVES_CHECK;
-            int s = -quiescence(ply + 1, ply + 1, -t, -t + 1, gives_check);
-            if (s >= t) s = -alphaBeta(ply + 1, depth - 4, -t, -t + 1, gives_check);
-            takeBack();
-            if (s >= t) return s;
-        }
-    }
-
-    if (beta - alpha > 1 && !hash_move && r > 2) {
-        alphaBeta(ply, depth - 2, alpha, beta, in_check);
+    // 11. Internal iterative deepening at PV nodes without a hash move. The shallower search
+    // regenerates and reorders this ply's list and marks its own hash move, which it leaves at
+    // place 0; the mark comes off so that only the move the table now holds carries it.
+    if (!null_window && !hash_move && remaining >= IID_MIN_DEPTH) {
+        alphaBeta(ply, horizon - IID_REDUCTION, alpha, beta, in_check);
         hash_move = probeMove(node->key);
         node->moves[0] = unmarked(node->moves[0]);
     }
 
-    if (hash_move)
-        for (int i = 0; i < count; i++)
-            if (node->moves[i] == hash_move) {
-                node->moves[i] = node->moves[0];
-                node->moves[0] = hash_move | HASH_MOVE;
-                break;
-            }
+    // 12. The hash move goes first.
+    if (hash_move) putHashMoveFirst(node, hash_move);
 
-    int child_depth = count == 1 && depth < MAX_DEPTH ? depth + 1 : depth;
+    // 13. A single legal reply extends the children (while the horizon stays on the stack).
+    int child_horizon = count == 1 && horizon < MAX_DEPTH ? horizon + SINGLE_REPLY_EXTENSION : horizon;
+
+    // 14. The move loop: best first, the first move with the full window, the others with a null
+    // window (reduced for late quiet moves) and searched again when they beat it.
     int bestEval = -INFINITE;
     Move best_move = 0;
     int quiets = 0;
@@ -123,66 +242,54 @@ int alphaBeta(int ply, int depth, int alpha, int beta, uint32_t in_check) {
     SelectionKeys selection;
     for (int i = 0; i < count; i++) {
         int a = std::max(bestEval, alpha);
-        Move m;
-        if (ply == 0) {
-            m = selectMove<ORDER_ROOT>(i);
-            search.currmove = unmarked(m);
-            search.currmovenumber = i + 1;
-        } else {
-            m = selectInner(node, i, selection);
-        }
+        Move m = root ? selectRootMove(i) : selectInner(node, i, selection);
         // The first move did not cut off: fetch the buckets of the others while this one is searched.
         if (i == 1) prefetchChildren(node, 2);
-        int R = 0;
-        if (!(m & ORDER_MASK)) {
+
+        // 14.1 Futility and history stops: near the horizon, a quiet move after the first ends
+        // the loop when the static score is too far below alpha or its history is bad (the
+        // moves after it are ordered no better).
+        bool quiet = !(m & ORDER_MASK);
+        if (quiet) {
             quiets++;
-            if (i > 0 && r <= 2 && prune) {
-                if (eval + futility_margin[r] <= alpha) break;
+            if (i > 0 && remaining <= FUTILITY_MAX_DEPTH && prune) {
+                if (eval + futility_margin[remaining] <= alpha) break;
                 if (historyEntry(node->player->info->colour, m) < 0) break;
             }
         }
-        if (prune && quiets >= 3) R = reductions[r][std::min(i, 63)];
+        // 14.2 Late-move reduction.
+        int reduction = prune && quiets >= LMR_FIRST_QUIET ? reductions[remaining][std::min(i, 63)] : 0;
 
+        // 14.3 Search the move.
         makeMoveAndPrefetch(m);
         uint32_t gives_check = m & GIVES_CHECK;
         int s;
         if (i == 0) {
-            s = -alphaBeta(ply + 1, child_depth, -beta, -a, gives_check);
+            s = -alphaBeta(ply + 1, child_horizon, -beta, -a, gives_check);
         } else {
-            s = -alphaBeta(ply + 1, child_depth - R, -a - 1, -a, gives_check);
-            if (!(beta - alpha <= 1 && R == 0) && s > a) s = -alphaBeta(ply + 1, child_depth, -beta, -a, gives_check);
+            s = -alphaBeta(ply + 1, child_horizon - reduction, -a - 1, -a, gives_check);
+            // A null-window node has nothing to gain from a re-search with the same window.
+            if (!(null_window && reduction == 0) && s > a) s = -alphaBeta(ply + 1, child_horizon, -beta, -a, gives_check);
         }
         takeBack();
         if (search.stop) return 0;
 
+        // 14.4 A new best move; at beta the history learns from the cut-off and the loop ends.
         if (s > bestEval) {
             bestEval = s;
             best_move = unmarked(m);
-            if (ply == 0) {
-                search.score = s;
-                search.bestmove = best_move;
-            }
+            if (root) recordRootBest(best_move, s);
             if (s >= beta) {
-                updateHistory(node, i, r);
+                updateHistory(node, i, remaining);
                 break;
             }
         }
-        if (ply == 0) {
-            root_nodes[moveSquares(m)] = search.nodes - root_mark;
-            root_mark = search.nodes;
-        }
+        if (root) recordRootNodes(m, &root_mark);
     }
 
-    storeTT(node->key, popcount(node->occupancy), uint8_t(r), alpha, beta, best_move, bestEval);
-    if (ply) return bestEval;
+    // 15. Store the result with the bounds the node was called with.
+    storeTT(node->key, popcount(node->occupancy), uint8_t(remaining), alpha, beta, best_move, bestEval);
 
-    if (best_move) {
-        search.bestmove = best_move;
-    } else {
-        assertReport(bestEval < alpha);
-        assertReport(search.bestmove);
-    }
-    search.score = bestEval;
-    printRootInfo(bestEval, alpha, beta);
-    return bestEval;
+    // 16. At the root: the final best move and score, and the report.
+    return root ? finishRoot(bestEval, best_move, alpha, beta) : bestEval;
 }
