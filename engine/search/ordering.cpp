@@ -80,11 +80,11 @@ bool hashMoveIsValid(Move m) {
     return !exposed;
 }
 
-void initPicker(MovePicker* picker, int ply, int depth, uint32_t in_check, Move hash_move) {
+void initPicker(MovePicker* picker, int ply, int horizon, uint32_t in_check, Move hash_move) {
     picker->stage = 0;
     picker->index = -1;
     picker->tt_move = hash_move;
-    picker->gen_mode = in_check ? GEN_ALL : ply == depth ? GEN_TACTICAL : GEN_CAPTURES;
+    picker->gen_mode = in_check ? GEN_ALL : ply == horizon ? GEN_TACTICAL : GEN_CAPTURES;
     if (!hash_move || !hashMoveIsValid(hash_move)) {
         picker->stage = 1;
         picker->tt_move = 0;

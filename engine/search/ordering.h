@@ -113,7 +113,9 @@ struct MovePicker {
     int32_t index;
 };
 
-void initPicker(MovePicker* picker, int ply, int depth, uint32_t in_check, Move hash_move);
+// `horizon` as in the quiescence search: the first quiescence ply generates tactical moves, the
+// plies beyond it captures only, a side in check every legal move.
+void initPicker(MovePicker* picker, int ply, int horizon, uint32_t in_check, Move hash_move);
 Move nextMove(MovePicker* picker);
 
 // Whether a table move can be played in the current position: castling and en passant never pass.

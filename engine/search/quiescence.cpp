@@ -13,6 +13,12 @@
 #include "../../transposition/tt.h"
 #include "../../evaluation/evaluation.h"
 
+namespace {
+// Delta pruning: a capture whose victim, with this margin on top, cannot lift the stand pat to
+// alpha is not tried.
+constexpr int DELTA_MARGIN = 200;
+} // namespace
+
 bool exchangeLoses(Move m) {
     const Ply* ply = curr_ply;
     int from = moveFrom(m), to = moveTo(m);
@@ -66,7 +72,7 @@ bool exchangeLoses(Move m) {
     return balance < 0;
 }
 
-int quiescence(int ply, int depth, int alpha, int beta, uint32_t in_check) {
+int quiescence(int ply, int horizon, int alpha, int beta, uint32_t in_check) {
     search.nodes++;
     if (ply > MAX_DEPTH) return alpha;
     if (ply > search.seldepth) search.seldepth = ply;
@@ -85,13 +91,13 @@ int quiescence(int ply, int depth, int alpha, int beta, uint32_t in_check) {
     bool prune = false;
     if (in_check) {
         best = -INFINITE;
-        initPicker(&picker, ply, depth, in_check, probeHashMove(probe));
+        initPicker(&picker, ply, horizon, in_check, probeHashMove(probe));
     } else {
         int stand_pat = evaluate(curr_ply);
         if (stand_pat >= beta) return stand_pat;
         best = stand_pat;
-        delta_base = stand_pat + 200;
-        initPicker(&picker, ply, depth, 0, probeHashMove(probe));
+        delta_base = stand_pat + DELTA_MARGIN;
+        initPicker(&picker, ply, horizon, 0, probeHashMove(probe));
         prune = beta - alpha <= 1 && !curr_ply->pawn_ending && !isMateScore(alpha);
     }
 
@@ -108,10 +114,10 @@ int quiescence(int ply, int depth, int alpha, int beta, uint32_t in_check) {
         uint32_t gives_check = m & GIVES_CHECK;
         int s;
         if (!searched) {
-            s = -quiescence(ply + 1, depth, -beta, -a, gives_check);
+            s = -quiescence(ply + 1, horizon, -beta, -a, gives_check);
         } else {
-            s = -quiescence(ply + 1, depth, -a - 1, -a, gives_check);
-            if (beta - alpha >= 2 && s > a) s = -quiescence(ply + 1, depth, -beta, -a, gives_check);
+            s = -quiescence(ply + 1, horizon, -a - 1, -a, gives_check);
+            if (beta - alpha >= 2 && s > a) s = -quiescence(ply + 1, horizon, -beta, -a, gives_check);
         }
         takeBack();
         if (search.stop) return 0;
