@@ -12,6 +12,11 @@
 #include "../../transposition/tt.h"
 
 namespace {
+// Aspiration: from the third iteration on, a search looks this many centipawns either side of the
+// previous exact score; each consecutive failure re-centres the window on the failing score and
+// widens it by as much again.
+constexpr int ASPIRATION_WIDTH = 10;
+
 void printFinalLines() {
     if (isMateScore(search.score)) printf("info string Mate in %i half-moves !\n", MATE - std::abs(search.score));
     printf("info %s\n", scoreText(search.score).c_str());
@@ -60,18 +65,13 @@ void think() {
         if (score <= alpha || score >= beta) {
             failures++;
             last = 0;
-            if (failures <= 999) {
-                alpha = std::max(score - 10 * failures, -INFINITE);
-                beta = std::min(score + 10 * failures, INFINITE);
-            } else {
-                alpha = -INFINITE;
-                beta = INFINITE;
-            }
+            alpha = std::max(score - ASPIRATION_WIDTH * failures, -INFINITE);
+            beta = std::min(score + ASPIRATION_WIDTH * failures, INFINITE);
         } else {
             last = score;
             search.curr_depth++;
-            alpha = std::max(score, -INFINITE + 10) - 10;
-            beta = std::min(score, INFINITE - 10) + 10;
+            alpha = std::max(score, -INFINITE + ASPIRATION_WIDTH) - ASPIRATION_WIDTH;
+            beta = std::min(score, INFINITE - ASPIRATION_WIDTH) + ASPIRATION_WIDTH;
             failures = 0;
             search.elapsed = clockMs() - search.start;
             // Another iteration takes longer than all before it together: do not start one past half time.
