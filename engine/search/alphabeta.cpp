@@ -157,6 +157,74 @@ int finishRoot(int bestEval, Move best_move, int alpha, int beta) {
     printRootInfo(bestEval, alpha, beta);
     return bestEval;
 }
+
+// What the move loop knows of its node.
+struct Node {
+    Ply* position;
+    int ply, remaining, alpha, beta;
+    bool root, null_window;
+    bool prune; // the static pruning gate of step 8 was passed; eval holds the static score
+    int eval;
+};
+
+// Step 14, the move loop: best first, the first move with the full window, the others with a
+// null window (reduced for late quiet moves) and searched again when they beat it. Returns the
+// best score, 0 once the search has been stopped. Inlined into alphaBeta, whose every node runs it.
+[[gnu::always_inline]] inline int searchMoves(Node n, int child_horizon, Move* best_move) {
+    Ply* node = n.position;
+    int count = node->generated;
+    int bestEval = -INFINITE;
+    int quiets = 0;
+    uint64_t root_mark = search.nodes;
+    SelectionKeys selection;
+    for (int i = 0; i < count; i++) {
+        int a = std::max(bestEval, n.alpha);
+        Move m = n.root ? selectRootMove(i) : selectInner(node, i, selection);
+        // The first move did not cut off: fetch the buckets of the others while this one is searched.
+        if (i == 1) prefetchChildren(node, 2);
+
+        // 14.1 Futility and history stops: near the horizon, a quiet move after the first ends
+        // the loop when the static score is too far below alpha or its history is bad (the
+        // moves after it are ordered no better).
+        if (!(m & ORDER_MASK)) {
+            quiets++;
+            if (i > 0 && n.remaining <= FUTILITY_MAX_DEPTH && n.prune) {
+                if (n.eval + futility_margin[n.remaining] <= n.alpha) break;
+                if (historyEntry(node->player->info->colour, m) < 0) break;
+            }
+        }
+        // 14.2 Late-move reduction.
+        int reduction = n.prune && quiets >= LMR_FIRST_QUIET ? reductions[n.remaining][std::min(i, 63)] : 0;
+
+        // 14.3 Search the move.
+        makeMoveAndPrefetch(m);
+        uint32_t gives_check = m & GIVES_CHECK;
+        int s;
+        if (i == 0) {
+            s = -alphaBeta(n.ply + 1, child_horizon, -n.beta, -a, gives_check);
+        } else {
+            s = -alphaBeta(n.ply + 1, child_horizon - reduction, -a - 1, -a, gives_check);
+            // A null-window node gains nothing from searching again with the same window.
+            if (!(n.null_window && reduction == 0) && s > a)
+                s = -alphaBeta(n.ply + 1, child_horizon, -n.beta, -a, gives_check);
+        }
+        takeBack();
+        if (search.stop) return 0;
+
+        // 14.4 A new best move; at beta the history learns from the cut-off and the loop ends.
+        if (s > bestEval) {
+            bestEval = s;
+            *best_move = unmarked(m);
+            if (n.root) recordRootBest(*best_move, s);
+            if (s >= n.beta) {
+                updateHistory(node, i, n.remaining);
+                break;
+            }
+        }
+        if (n.root) recordRootNodes(m, &root_mark);
+    }
+    return bestEval;
+}
 } // namespace
 
 int alphaBeta(int ply, int horizon, int alpha, int beta, uint32_t in_check) {
@@ -230,62 +298,14 @@ int alphaBeta(int ply, int horizon, int alpha, int beta, uint32_t in_check) {
     // 12. The hash move goes first.
     if (hash_move) putHashMoveFirst(node, hash_move);
 
-    // 13. A single legal reply extends the children (while the horizon stays on the stack).
+    // 13. A single legal reply extends the children (the horizon never passes MAX_DEPTH).
     int child_horizon = count == 1 && horizon < MAX_DEPTH ? horizon + SINGLE_REPLY_EXTENSION : horizon;
 
-    // 14. The move loop: best first, the first move with the full window, the others with a null
-    // window (reduced for late quiet moves) and searched again when they beat it.
-    int bestEval = -INFINITE;
+    // 14. The move loop.
     Move best_move = 0;
-    int quiets = 0;
-    uint64_t root_mark = search.nodes;
-    SelectionKeys selection;
-    for (int i = 0; i < count; i++) {
-        int a = std::max(bestEval, alpha);
-        Move m = root ? selectRootMove(i) : selectInner(node, i, selection);
-        // The first move did not cut off: fetch the buckets of the others while this one is searched.
-        if (i == 1) prefetchChildren(node, 2);
-
-        // 14.1 Futility and history stops: near the horizon, a quiet move after the first ends
-        // the loop when the static score is too far below alpha or its history is bad (the
-        // moves after it are ordered no better).
-        bool quiet = !(m & ORDER_MASK);
-        if (quiet) {
-            quiets++;
-            if (i > 0 && remaining <= FUTILITY_MAX_DEPTH && prune) {
-                if (eval + futility_margin[remaining] <= alpha) break;
-                if (historyEntry(node->player->info->colour, m) < 0) break;
-            }
-        }
-        // 14.2 Late-move reduction.
-        int reduction = prune && quiets >= LMR_FIRST_QUIET ? reductions[remaining][std::min(i, 63)] : 0;
-
-        // 14.3 Search the move.
-        makeMoveAndPrefetch(m);
-        uint32_t gives_check = m & GIVES_CHECK;
-        int s;
-        if (i == 0) {
-            s = -alphaBeta(ply + 1, child_horizon, -beta, -a, gives_check);
-        } else {
-            s = -alphaBeta(ply + 1, child_horizon - reduction, -a - 1, -a, gives_check);
-            // A null-window node has nothing to gain from a re-search with the same window.
-            if (!(null_window && reduction == 0) && s > a) s = -alphaBeta(ply + 1, child_horizon, -beta, -a, gives_check);
-        }
-        takeBack();
-        if (search.stop) return 0;
-
-        // 14.4 A new best move; at beta the history learns from the cut-off and the loop ends.
-        if (s > bestEval) {
-            bestEval = s;
-            best_move = unmarked(m);
-            if (root) recordRootBest(best_move, s);
-            if (s >= beta) {
-                updateHistory(node, i, remaining);
-                break;
-            }
-        }
-        if (root) recordRootNodes(m, &root_mark);
-    }
+    int bestEval = searchMoves(Node{node, ply, remaining, alpha, beta, root, null_window, prune, eval}, child_horizon,
+                               &best_move);
+    if (search.stop) return 0;
 
     // 15. Store the result with the bounds the node was called with.
     storeTT(node->key, popcount(node->occupancy), uint8_t(remaining), alpha, beta, best_move, bestEval);
