@@ -1,7 +1,9 @@
 // Move words, list order and flag bits of the generator, in all four modes.
 #include <gtest/gtest.h>
+#include <algorithm>
 #include <string>
 #include "tests/position_fixture.h"
+#include "engine/board/makemove.h"
 #include "engine/board/movegen.h"
 
 namespace {
@@ -18,22 +20,57 @@ std::string moveList(int mode = GEN_ALL) {
 }
 } // namespace
 
+namespace {
+// Checks every generated word of curr_ply against the board: the mover stands on its from
+// square, the victim on its to square (or behind it, en passant), a promotion is a pawn reaching
+// the last rank, and after the move the to square holds what the word says.
+void checkWordsAgainstTheBoard() {
+    computeAttacks();
+    generateMoves(GEN_ALL);
+    Ply* ply = curr_ply;
+    int generated = ply->generated;
+    Move moves[MAX_MOVES];
+    std::copy(ply->moves, ply->moves + generated, moves);
+    for (int i = 0; i < generated; i++) {
+        Move m = moves[i];
+        int from = moveFrom(m), to = moveTo(m), piece = movePiece(m);
+        SCOPED_TRACE(uciMoveText(m));
+        constexpr Move FIELDS = SQUARES_MASK | PIECE_MASK | ADVANCED_PAWN | ESCAPE | GIVES_CHECK | CAPTURE_MASK | PROMOTION_MASK;
+        EXPECT_EQ(m & ~FIELDS, 0u) << "an unused bit or the hash-move mark";
+        EXPECT_TRUE(ply->player->pieces[piece] & bit(from));
+        if (ply->en_passant & bit(to) && piece == PAWN && fileOf(from) != fileOf(to))
+            EXPECT_EQ(moveCaptured(m), PAWN);
+        else
+            EXPECT_EQ(moveCaptured(m), pieceTypeOn(ply, to));
+        bool last_rank = piece == PAWN && (rankOf(to) == 0 || rankOf(to) == 7);
+        EXPECT_EQ(movePromotion(m) != 0, last_rank);
+        makeMove(m);
+        EXPECT_TRUE(curr_ply->opponent->pieces[last_rank ? movePromotion(m) : piece] & bit(to));
+        takeBack();
+    }
+}
+} // namespace
+
 TEST(MoveGen, MoveWords) {
+    for (const char* fen : CLASSIC_FENS) {
+        setUp(fen);
+        checkWordsAgainstTheBoard();
+    }
+    setUp(START_FEN, "e2e4 d7d5 e4e5 f7f5");
+    checkWordsAgainstTheBoard();
+    // Mirroring a word reflects it top to bottom: White's e2e4 reads as Black's e7e5.
     setUp(START_FEN);
-    EXPECT_EQ(findMove("e2e4"), 0x631cu);
-    EXPECT_EQ(findMove("g1f3"), 0x5195u);
-    EXPECT_EQ(findMove("e2e4") ^ MIRROR_BLACK, findMove("e2e4") - 0x631c + makeMoveWord(52, 36, PAWN));
-    setUp(START_FEN, "e2e4 d7d5");
-    EXPECT_EQ(findMove("e4d5"), 0x106723u);
-    EXPECT_EQ(findMove("f1b5"), 0x44161u);
-    EXPECT_EQ(findMove("e4e5"), 0x26724u);
+    EXPECT_EQ(uciMoveText(findMove("e2e4") ^ MIRROR_BLACK), "e7e5");
+    // Promotions, queen first; on a8 the queen and the rook give check along the rank.
     setUp("4k3/P7/8/8/8/8/8/4K3 w - - 0 1");
     computeAttacks();
     generateMoves(GEN_ALL);
-    EXPECT_EQ(curr_ply->moves[0], 0x5046c38u);
-    EXPECT_EQ(curr_ply->moves[1], 0x4046c38u);
-    EXPECT_EQ(curr_ply->moves[2], 0x3006c38u);
-    EXPECT_EQ(curr_ply->moves[3], 0x2006c38u);
+    const int promoted[4] = {QUEEN, ROOK, BISHOP, KNIGHT};
+    for (int i = 0; i < 4; i++) {
+        EXPECT_EQ(uciMoveText(curr_ply->moves[i]).substr(0, 4), "a7a8");
+        EXPECT_EQ(movePromotion(curr_ply->moves[i]), promoted[i]);
+        EXPECT_EQ((curr_ply->moves[i] & CHECK) != 0, i < 2);
+    }
 }
 
 TEST(MoveGen, ListOrder) {

@@ -23,6 +23,9 @@ std::string createReport(int size) {
     return printedBy([size] { createTT(size); });
 }
 
+// Moves to store: 1.e4, 1.Nf3 and exd5 after 1.e4 d5.
+const Move E2E4 = makeMoveWord(12, 28, PAWN), G1F3 = makeMoveWord(6, 21, KNIGHT), E4D5 = makeMoveWord(28, 35, PAWN, PAWN);
+
 // Keys that all fall into the bucket of entry 0 of a 1 MB table.
 uint64_t keyInBucketZero(int n) { return uint64_t(n + 1) << 20; }
 
@@ -56,13 +59,12 @@ TEST(TTCreate, ReportLinesAndSizes) {
 TEST_F(TTTest, ProbeWordAndBounds) {
     Ply p = positionWith(0xabcdef0123456789ULL, 20);
     EXPECT_EQ(probeTT(&p), 0u);
-    storeTT(p.key, 20, 7, -5000, 5000, 0x106723, -1234);
+    storeTT(p.key, 20, 7, -5000, 5000, E4D5, -1234);
     uint64_t word = probeTT(&p);
     EXPECT_EQ(probeBound(word), BOUND_EXACT);
     EXPECT_EQ(probeDepth(word), 7);
     EXPECT_EQ(probeScore(word), -1234);
-    EXPECT_EQ(probeHashMove(word), 0x106723u);
-    EXPECT_EQ(word, 3u | (7u << 8) | (uint64_t(uint16_t(-1234)) << 16) | (uint64_t(0x106723) << 32));
+    EXPECT_EQ(probeHashMove(word), E4D5);
 
     // score <= alpha: upper bound; score >= beta (beta itself included): lower bound.
     storeTT(p.key, 20, 1, 10, 20, 0, 10);
@@ -75,16 +77,16 @@ TEST_F(TTTest, ProbeWordAndBounds) {
     storeTT(p.key, 20, 1, -60000, 60000, 0, 29997);
     EXPECT_EQ(probeScore(probeTT(&p)), 29997);
     // The hash-move mark never reaches the table.
-    storeTT(p.key, 20, 1, 10, 20, 0x10000000 | 0x631c, 15);
-    EXPECT_EQ(probeHashMove(probeTT(&p)), 0x631cu);
+    storeTT(p.key, 20, 1, 10, 20, E2E4 | HASH_MOVE, 15);
+    EXPECT_EQ(probeHashMove(probeTT(&p)), E2E4);
 }
 
 TEST_F(TTTest, PieceCountMustMatchButNotForProbeMove) {
     Ply p = positionWith(0x1111222233334444ULL, 12);
-    storeTT(p.key, 12, 3, 0, 1, 0x5195, 40);
+    storeTT(p.key, 12, 3, 0, 1, G1F3, 40);
     Ply other = positionWith(p.key, 11);
     EXPECT_EQ(probeTT(&other), 0u);
-    EXPECT_EQ(probeMove(p.key), 0x5195u);
+    EXPECT_EQ(probeMove(p.key), G1F3);
     EXPECT_NE(probeTT(&p), 0u);
     EXPECT_EQ(probeMove(p.key ^ 0x100000000ULL), 0u);
 }
@@ -116,15 +118,15 @@ TEST_F(TTTest, ReplacementOrder) {
     EXPECT_EQ(bucket[3].key, keyInBucketZero(5));
 
     // Entries with more pieces than the root are replaced first, whatever their depth.
-    bucket[2].info = uint8_t((25 << 2) | 1);
-    bucket[3].info = uint8_t((26 << 2) | 1);
+    bucket[2].info = entryInfo(25, BOUND_UPPER);
+    bucket[3].info = entryInfo(26, BOUND_UPPER);
     setRootPieces(24);
     storeTT(keyInBucketZero(6), 20, 1, 0, 1, 0, 0);
     EXPECT_EQ(bucket[2].key, keyInBucketZero(6));
     storeTT(keyInBucketZero(7), 20, 1, 0, 1, 0, 0);
     EXPECT_EQ(bucket[3].key, keyInBucketZero(7));
     // An entry with exactly the root's count is alive.
-    bucket[0].info = uint8_t((24 << 2) | 3);
+    bucket[0].info = entryInfo(24, BOUND_EXACT);
     storeTT(keyInBucketZero(8), 20, 2, 0, 1, 0, 0);
     EXPECT_EQ(bucket[2].key, keyInBucketZero(8)); // depth 1 was the shallowest
     EXPECT_EQ(transposition.used, 4u);
