@@ -1,5 +1,7 @@
 // Move ordering: the comparators' keys in order, the tables, history halving, and the picker.
 #include <gtest/gtest.h>
+#include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include "tests/search_fixture.h"
 
@@ -10,13 +12,28 @@ enum { A1 = 0, C1 = 2, E2 = 12, E3 = 20, E4 = 28, D4 = 27, A3 = 16, A6 = 40, A8 
 
 TEST(Ordering, CentralityTable) {
     initSearchTables();
-    EXPECT_EQ(centre[A1], 0);
-    EXPECT_EQ(centre[E4], 6);
-    EXPECT_EQ(centre[D4], 6);
-    EXPECT_EQ(centre[E2], 4);
-    // from e2 to e4: 6 * 8 + (7 - 4)
-    EXPECT_EQ(centrality[E2 * 64 + E4], 51);
-    EXPECT_EQ(centrality[0x631c & 0xfff], 51);
+    // How central a square is: its distance from the nearest corner in steps along files and
+    // ranks (0 in the corners, 6 on the four centre squares).
+    auto fromCorner = [](int s) {
+        int nearest = 99;
+        for (int corner : {0, 7, 56, 63})
+            nearest = std::min(nearest, std::abs(fileOf(s) - fileOf(corner)) + std::abs(rankOf(s) - rankOf(corner)));
+        return nearest;
+    };
+    for (int s = 0; s < 64; s++) EXPECT_EQ(centre[s], fromCorner(s)) << s;
+    // The table orders any two moves by the centrality of the target, then by the outlying origin.
+    for (int a = 0; a < 4096; a++)
+        for (int b = 0; b < 4096; b++) {
+            int ta = fromCorner(a % 64), tb = fromCorner(b % 64), fa = fromCorner(a / 64), fb = fromCorner(b / 64);
+            bool a_first = ta != tb ? ta > tb : fa < fb;
+            bool tie = ta == tb && fa == fb;
+            if ((centrality[a] > centrality[b]) != a_first || (centrality[a] == centrality[b]) != tie) {
+                ADD_FAILURE() << "moves " << a << " and " << b;
+                return;
+            }
+        }
+    // A move word's squares index the table as from * 64 + to.
+    EXPECT_EQ(moveSquares(quiet(E2, E4, PAWN)), E2 * 64 + E4);
 }
 
 TEST(Ordering, InnerComparatorKeys) {
@@ -63,8 +80,8 @@ TEST(Ordering, RootComparatorAndSelection) {
     memset(history, 0, sizeof history);
     memset(root_nodes, 0, sizeof root_nodes);
     Move e4 = quiet(E2, E4, PAWN), e3 = quiet(E2, E3, PAWN), capture = makeMoveWord(A1, A3, ROOK, QUEEN);
-    root_nodes[e3 & 0xfff] = 500;
-    root_nodes[capture & 0xfff] = 10;
+    root_nodes[moveSquares(e3)] = 500;
+    root_nodes[moveSquares(capture)] = 10;
     // Node counts outrank the tactical part at the root; the hash move outranks both.
     EXPECT_TRUE(betterAtRoot(e3, capture, WHITE, 0));
     EXPECT_TRUE(betterAtRoot(e4 | HASH_MOVE, e3, WHITE, 0));
@@ -153,7 +170,7 @@ TEST(Ordering, SelectionKeyAgreesWithTheComparator) {
     };
     auto randomMove = [&]() {
         Move m = makeMoveWord(int(next() % 64), int(next() % 64), int(1 + next() % 6));
-        if (next() % 2) m |= Move(next() & 0x17f0000) & ~0x800000u; // some tactical bits
+        if (next() % 2) m |= Move(next()) & (ADVANCED_PAWN | ESCAPE | GIVES_CHECK | CAPTURE_MASK | PROMOTION_MASK);
         return m;
     };
     for (int n = 0; n < 20000; n++) {
