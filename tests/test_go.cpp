@@ -45,8 +45,9 @@ TEST(Go, RulesInOrder) {
 TEST(Go, ClockAllocation) {
     EXPECT_EQ(limitsOf(WHITE_TO_MOVE, "go wtime 60000 btime 50000 winc 1000 binc 1000"),
               (Limits{LIMIT_CLOCK, 0, 59000, 2450}));
+    // Black to move spends Black's clock and increment.
     EXPECT_EQ(limitsOf(BLACK_TO_MOVE, "go wtime 60000 btime 50000 winc 1000 binc 2000"),
-              (Limits{LIMIT_CLOCK, 0, 49000, 49000 / 40 + 2000 - 25}));
+              (Limits{LIMIT_CLOCK, 0, 49000, 3200}));
     EXPECT_EQ(limitsOf(BLACK_TO_MOVE, "go btime 800"), (Limits{LIMIT_CLOCK, 0, 0, 0}));
     // One move to go would spend the whole reserve: half of what is left beyond 50 ms is the most.
     EXPECT_EQ(limitsOf(WHITE_TO_MOVE, "go wtime 10000 movestogo 1"), (Limits{LIMIT_CLOCK, 0, 9000, 4975}));
