@@ -14,8 +14,14 @@
 namespace {
 // Aspiration: from the third iteration on, a search looks this many centipawns either side of the
 // previous exact score; each consecutive failure re-centres the window on the failing score and
-// widens it by as much again.
+// widens it by as much again, until the window opens fully after a thousand failures in a row.
 constexpr int ASPIRATION_WIDTH = 10;
+constexpr int FAILURES_BEFORE_FULL_WINDOW = 1000;
+
+// Half the width of the window after this many consecutive failures.
+int aspirationHalfWidth(int failures) {
+    return failures < FAILURES_BEFORE_FULL_WINDOW ? ASPIRATION_WIDTH * failures : 2 * INFINITE;
+}
 
 void printFinalLines() {
     if (isMateScore(search.score)) printf("info string Mate in %i half-moves !\n", MATE - std::abs(search.score));
@@ -65,8 +71,8 @@ void think() {
         if (score <= alpha || score >= beta) {
             failures++;
             last = 0;
-            alpha = std::max(score - ASPIRATION_WIDTH * failures, -INFINITE);
-            beta = std::min(score + ASPIRATION_WIDTH * failures, INFINITE);
+            alpha = std::max(score - aspirationHalfWidth(failures), -INFINITE);
+            beta = std::min(score + aspirationHalfWidth(failures), INFINITE);
         } else {
             last = score;
             search.curr_depth++;
