@@ -5,7 +5,7 @@
 #include <cstring>
 #include "alphabeta.h"
 #include "../board/assertion.h"
-#include "childkey.h"
+#include "prefetch.h"
 #include "../board/makemove.h"
 #include "../board/movegen.h"
 #include "ordering.h"
@@ -180,8 +180,6 @@ struct Node {
     for (int i = 0; i < count; i++) {
         int a = std::max(bestEval, n.alpha);
         Move m = n.root ? selectRootMove(i) : selectInner(node, i, selection);
-        // The first move did not cut off: fetch the buckets of the others while this one is searched.
-        if (i == 1) prefetchChildren(node, 2);
 
         // 14.1 Futility and history stops: near the horizon, a quiet move after the first ends
         // the loop when the static score is too far below alpha or its history is bad (the
@@ -238,10 +236,14 @@ int alphaBeta(int ply, int horizon, int alpha, int beta, uint32_t in_check) {
     if (checkTime()) return 0;
     if (drawByRule()) return 0;
 
-    // 5. The transposition table settles a null-window node when its entry is deep enough.
+    // 5. The transposition table settles a null-window node when its entry is deep enough. The
+    // moves do not depend on the table, so they are generated before it is read: the bucket,
+    // fetched when the move to this node was made, arrives meanwhile.
     const bool root = ply == 0;
     const bool null_window = beta - alpha <= 1;
     Ply* node = curr_ply;
+    computeAttacks();
+    generateMoves(GEN_ALL);
     uint64_t probe = probeTT(node);
     int bound = probeBound(probe), tt_score = probeScore(probe);
     Move hash_move = probeHashMove(probe);
@@ -254,8 +256,6 @@ int alphaBeta(int ply, int horizon, int alpha, int beta, uint32_t in_check) {
     }
 
     // 7. No legal move: mate or stalemate.
-    computeAttacks();
-    generateMoves(GEN_ALL);
     int count = node->generated;
     if (!count) return in_check ? ply - MATE : 0;
 

@@ -6,7 +6,7 @@
 #include "../board/attacks.h"
 #include "../board/makemove.h"
 #include "../board/movegen.h"
-#include "childkey.h"
+#include "prefetch.h"
 #include "../../transposition/tt.h"
 #include "../../sliders/sliders.h"
 
@@ -109,8 +109,6 @@ Move nextMove(MovePicker* picker) {
                     break;
                 }
         }
-        // Fetch the children's buckets while the first of them is searched.
-        prefetchChildren(ply, 0);
         picker->stage = 2;
         [[fallthrough]];
     case 2: {
