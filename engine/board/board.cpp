@@ -1,6 +1,5 @@
 // The ply stack, the colour records, Zobrist keys and the pawn-structure sets.
 #include <cstring>
-#include <array>
 #include "board.h"
 #include "attacks.h"
 
@@ -57,47 +56,39 @@ uint64_t computeKey() {
 }
 
 namespace {
-// front_span[c][s]: squares of s's file strictly ahead of s for colour c;
-// passed_mask[c][s]: the same over the neighbouring files as well; adjacent_files[f].
-struct PawnMasks {
-    Bitboard front_span[2][64];
-    Bitboard passed_mask[2][64];
-    Bitboard adjacent_files[8];
-};
-
-constexpr PawnMasks makePawnMasks() {
-    PawnMasks m{};
-    for (int s = 0; s < 64; s++) {
-        int f = s & 7, r = s >> 3;
-        for (int rr = 0; rr < 8; rr++)
-            for (int ff = f - 1; ff <= f + 1; ff++) {
-                if (ff < 0 || ff > 7) continue;
-                Bitboard b = Bitboard(1) << (ff + 8 * rr);
-                if (rr > r) m.passed_mask[WHITE][s] |= b;
-                if (rr < r) m.passed_mask[BLACK][s] |= b;
-                if (ff == f && rr > r) m.front_span[WHITE][s] |= b;
-                if (ff == f && rr < r) m.front_span[BLACK][s] |= b;
-            }
-    }
-    for (int f = 0; f < 8; f++) {
-        if (f > 0) m.adjacent_files[f] |= FILE_A << (f - 1);
-        if (f < 7) m.adjacent_files[f] |= FILE_A << (f + 1);
-    }
-    return m;
+// Set-wise fills: every square on or below (south) / above (north) a square of the set, by file.
+inline Bitboard southFill(Bitboard b) {
+    b |= b >> 8;
+    b |= b >> 16;
+    return b | b >> 32;
 }
+inline Bitboard northFill(Bitboard b) {
+    b |= b << 8;
+    b |= b << 16;
+    return b | b << 32;
+}
+// The set together with its squares one file to either side.
+inline Bitboard withNeighbourFiles(Bitboard b) { return b | ((b << 1) & ~FILE_A) | ((b >> 1) & ~FILE_H); }
 
-constexpr PawnMasks pawn_masks = makePawnMasks();
-
+// The four sets of one side, for all its pawns at once: a pawn is not passed when it stands behind
+// (from its own side) an enemy pawn of its file or a neighbouring one, doubled when it stands
+// behind a pawn of its own on its file, isolated when no pawn of its own shares a neighbouring file.
 void pawnStructureOf(Side* side, const Side* enemy) {
-    int c = side->info->colour;
     Bitboard pawns = side->pieces[PAWN];
-    side->not_passed = side->passed = side->doubled = side->isolated = 0;
-    FOR_EACH_SQUARE(s, pawns) {
-        if (pawn_masks.passed_mask[c][s] & enemy->pieces[PAWN]) side->not_passed |= bit(s);
-        else side->passed |= bit(s);
-        if (pawn_masks.front_span[c][s] & pawns) side->doubled |= bit(s);
-        if (!(pawn_masks.adjacent_files[fileOf(s)] & pawns)) side->isolated |= bit(s);
+    Bitboard enemy_fronts = withNeighbourFiles(enemy->pieces[PAWN]);
+    Bitboard behind_enemies, behind_own;
+    if (side->info->colour == WHITE) {
+        behind_enemies = southFill(enemy_fronts >> 8);
+        behind_own = southFill(pawns >> 8);
+    } else {
+        behind_enemies = northFill(enemy_fronts << 8);
+        behind_own = northFill(pawns << 8);
     }
+    Bitboard files = northFill(southFill(pawns));
+    side->not_passed = pawns & behind_enemies;
+    side->passed = pawns & ~behind_enemies;
+    side->doubled = pawns & behind_own;
+    side->isolated = pawns & ~(((files << 1) & ~FILE_A) | ((files >> 1) & ~FILE_H));
 }
 } // namespace
 
