@@ -149,3 +149,38 @@ TEST(MoveGen, FlagsAndModes) {
     setUp("4k3/1p6/8/8/8/8/P7/4K3 w - - 0 1");
     EXPECT_FALSE(findMove("a2a3") & ADVANCED_PAWN);
 }
+
+namespace {
+// Compares the count with the full list at every node of the tree below curr_ply; returns the nodes.
+int compareCounts(int depth) {
+    computeAttacks();
+    int counted = countMoves();
+    generateMoves(GEN_ALL);
+    EXPECT_EQ(counted, curr_ply->generated) << fenText();
+    int nodes = 1;
+    if (depth > 0)
+        for (int i = 0; i < curr_ply->generated; i++) {
+            makeMove(curr_ply->moves[i]);
+            nodes += compareCounts(depth - 1);
+            takeBack();
+        }
+    return nodes;
+}
+} // namespace
+
+// The count that perft takes at its last level: pinned pawns and pieces, en passant, promotions,
+// castling and check evasions all occur below these positions.
+TEST(MoveGen, CountAgreesWithTheList) {
+    int nodes = 0;
+    for (const char* fen : CLASSIC_FENS) {
+        setUp(fen);
+        nodes += compareCounts(2);
+    }
+    for (const char* fen : {"rnbq1k1r/pp1Pbppp/2p5/8/2B5/8/PPP1NnPP/RNBQK2R w KQ - 1 8",
+                            "4k3/8/8/2KpP2r/8/8/8/8 w - d6 0 1", "4k3/8/8/8/1b6/8/3P4/4K3 w - - 0 1",
+                            "4k3/2P5/8/b7/8/8/8/4K3 w - - 0 1"}) {
+        setUp(fen);
+        nodes += compareCounts(3);
+    }
+    EXPECT_GT(nodes, 10000);
+}

@@ -106,7 +106,10 @@ int isKingAttacked(Side* defender, Side* attacker) {
 
 namespace {
 // The mode is a template argument so that the full generation, which perft and the main search
-// use, carries no test of the tactical filter in its inner loop.
+// use, carries no test of the tactical filter in its inner loop. GEN_COUNT counts what GEN_ALL
+// would list, with the same legality tests but no move words and no flags.
+enum { GEN_COUNT = -1 };
+
 template <int mode>
 struct Generator {
     Ply* ply;
@@ -130,6 +133,10 @@ struct Generator {
     // only on the origin square is settled once for all destinations.
     void add(int from, Bitboard destinations, int type) {
         Bitboard from_bit = bit(from);
+        if constexpr (mode == GEN_COUNT) {
+            n += legalCount(from, destinations);
+            return;
+        }
         Move advanced = type == PAWN && ((P->info->far_half | P->passed) & from_bit) ? Move(ADVANCED_PAWN) : 0;
         bool pinned = A->pinned & from_bit;
         bool discoverer = A->discoverers & from_bit;
@@ -149,7 +156,19 @@ struct Generator {
         }
     }
 
+    // The destinations a piece on `from` may move to: a pinned one only along the line of its king.
+    int legalCount(int from, Bitboard destinations) const {
+        if (!(A->pinned & bit(from))) return popcount(destinations);
+        int count = 0;
+        FOR_EACH_SQUARE(d, destinations) count += (line_masks[k] & line_masks[d] & line_masks[from]) != 0;
+        return count;
+    }
+
     void promotions(int from, Bitboard destinations) {
+        if constexpr (mode == GEN_COUNT) {
+            n += 4 * legalCount(from, destinations);
+            return;
+        }
         Bitboard occ_without = ply->occupancy & ~bit(from);
         Bitboard enemy_king = bit(O->king);
         FOR_EACH_SQUARE(d, destinations) {
@@ -174,6 +193,11 @@ struct Generator {
         FOR_EACH_SQUARE(from, P->pieces[PAWN] & pawn_attacks[O->info->colour][e]) {
             Move m = makeMoveWord(from, e, PAWN, PAWN);
             makeMove(m);
+            if constexpr (mode == GEN_COUNT) {
+                n += !isKingAttacked(curr_ply->opponent, curr_ply->player);
+                takeBack();
+                continue;
+            }
             bool illegal = isKingAttacked(curr_ply->opponent, curr_ply->player);
             bool check = isKingAttacked(curr_ply->player, curr_ply->opponent);
             takeBack();
@@ -200,16 +224,43 @@ struct Generator {
         Bitboard occ_without = occ & ~bit(k);
         Bitboard enemy_king = bit(O->king);
         if ((rights & bit(k + 3)) && !(occ & (bit(k + 1) | bit(k + 2))) && !(attacked & (bit(k + 1) | bit(k + 2)))) {
-            Move m = makeMoveWord(k, k + 2, KING);
-            if (getRookMoves(occ_without, k + 1) & enemy_king) m |= CHECK;
-            list[n++] = m;
+            if constexpr (mode == GEN_COUNT) {
+                n++;
+            } else {
+                Move m = makeMoveWord(k, k + 2, KING);
+                if (getRookMoves(occ_without, k + 1) & enemy_king) m |= CHECK;
+                list[n++] = m;
+            }
         }
         if ((rights & bit(k - 4)) && !(occ & (bit(k - 1) | bit(k - 2) | bit(k - 3))) &&
             !(attacked & (bit(k - 1) | bit(k - 2)))) {
-            Move m = makeMoveWord(k, k - 2, KING);
-            if (getRookMoves(occ_without, k - 1) & enemy_king) m |= CHECK;
-            list[n++] = m;
+            if constexpr (mode == GEN_COUNT) {
+                n++;
+            } else {
+                Move m = makeMoveWord(k, k - 2, KING);
+                if (getRookMoves(occ_without, k - 1) & enemy_king) m |= CHECK;
+                list[n++] = m;
+            }
         }
+    }
+
+    // The moves of pawns that are neither pinned nor on their seventh rank, counted set-wise: the
+    // pushes and the captures in each direction, each a set of destinations.
+    int unpinnedPawnCount(Bitboard pawns, Bitboard allowed, bool white, Bitboard third) const {
+        Bitboard occ = ply->occupancy, empty = ~occ, enemies = occ & ~P->pieces[0];
+        Bitboard single, twice, left, right;
+        if (white) {
+            single = (pawns << 8) & empty;
+            twice = ((single & third) << 8) & empty;
+            left = (pawns << 7) & ~FILE_H & enemies;
+            right = (pawns << 9) & ~FILE_A & enemies;
+        } else {
+            single = (pawns >> 8) & empty;
+            twice = ((single & third) >> 8) & empty;
+            left = (pawns >> 9) & ~FILE_H & enemies;
+            right = (pawns >> 7) & ~FILE_A & enemies;
+        }
+        return popcount((single | twice) & allowed) + popcount(left & allowed) + popcount(right & allowed);
     }
 
     void run() {
@@ -238,7 +289,12 @@ struct Generator {
         if (ply->en_passant) enPassant();
 
         Bitboard third = white ? 0x0000000000ff0000ULL : 0x0000ff0000000000ULL;
-        FOR_EACH_SQUARE(from, P->pieces[PAWN] & ~seventh) {
+        Bitboard pawns = P->pieces[PAWN] & ~seventh;
+        if constexpr (mode == GEN_COUNT) {
+            n += unpinnedPawnCount(pawns & ~A->pinned, targets & evasions, white, third);
+            pawns &= A->pinned;
+        }
+        FOR_EACH_SQUARE(from, pawns) {
             Bitboard d = occ & pawn_attacks[c][from];
             int push = from + forward;
             if (!(occ & bit(push))) {
@@ -251,7 +307,7 @@ struct Generator {
         for (int t = BISHOP; t <= QUEEN; t++)
             FOR_EACH_SQUARE(from, P->pieces[t]) add(from, ply->attacks_from[from] & targets & evasions, t);
         king(targets);
-        if (mode == GEN_ALL && !A->checkers && (ply->castling & bit(k))) castling();
+        if ((mode == GEN_ALL || mode == GEN_COUNT) && !A->checkers && (ply->castling & bit(k))) castling();
     }
 };
 } // namespace
@@ -273,4 +329,12 @@ void generateMoves(int mode) {
     case GEN_RECAPTURES: generate<GEN_RECAPTURES>(curr_ply); break;
     default: generate<GEN_ALL>(curr_ply);
     }
+}
+
+int countMoves() {
+    Ply* ply = curr_ply;
+    Generator<GEN_COUNT> g{ply, ply->player, ply->opponent, ply->player->attacks, ply->opponent->attacks,
+                           ply->player->king, ply->opponent->king, nullptr, 0};
+    g.run();
+    return g.n;
 }

@@ -1,4 +1,4 @@
-// Counting move paths. The last level is counted from the generator's list without being played,
+// Counting move paths. The last level is counted by the generator without being played,
 // which is valid because only legal moves are generated.
 #include <cstdio>
 #include "perft.h"
@@ -9,13 +9,13 @@
 
 uint64_t perft(int depth, int target) {
     computeAttacks();
+    // The last level needs only the number of moves, not the moves.
+    if (depth == target && depth > 0) return uint64_t(countMoves());
     generateMoves(GEN_ALL);
     Ply* ply = curr_ply;
     if (depth == target) {
-        if (depth == 0) {
-            for (int i = 0; i < ply->generated; i++) printf("%s ", uciMoveText(ply->moves[i]).c_str());
-            printf("\n");
-        }
+        for (int i = 0; i < ply->generated; i++) printf("%s ", uciMoveText(ply->moves[i]).c_str());
+        printf("\n");
         return ply->generated;
     }
     uint64_t total = 0;
