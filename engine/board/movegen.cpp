@@ -9,24 +9,24 @@
 namespace {
 constexpr Bitboard ALL_SQUARES = ~Bitboard(0);
 
-// Bishops, rooks and queens attack along lines; their attack sets are kept per square.
-void sliderAttacks(Ply* ply, Side* side) {
-    AttackInfo* a = side->attacks;
-    Bitboard occ = ply->occupancy;
-    FOR_EACH_SQUARE(s, side->pieces[BISHOP]) a->attacked[BISHOP] |= ply->attacks_from[s] = getBishopMoves(occ, s);
-    FOR_EACH_SQUARE(s, side->pieces[ROOK]) a->attacked[ROOK] |= ply->attacks_from[s] = getRookMoves(occ, s);
-    FOR_EACH_SQUARE(s, side->pieces[QUEEN]) a->attacked[QUEEN] |= ply->attacks_from[s] = getQueenMoves(occ, s);
-}
-
+// Bishops, rooks and queens attack along lines; their attack sets are also kept per square. The
+// unions are gathered in locals: stores into attacks_from could otherwise alias them.
 void pieceAttacks(Ply* ply, Side* side, Bitboard pawn_attacks_set) {
-    AttackInfo* a = side->attacks;
-    for (int t = 0; t < 7; t++) a->attacked[t] = 0;
-    a->attacked[PAWN] = pawn_attacks_set;
-    FOR_EACH_SQUARE(s, side->pieces[KNIGHT]) a->attacked[KNIGHT] |= knight_attacks[s];
-    sliderAttacks(ply, side);
-    a->attacked[KING] = king_attacks[side->king];
-    a->attacked[0] = a->attacked[PAWN] | a->attacked[KNIGHT] | a->attacked[BISHOP] | a->attacked[ROOK] |
-                     a->attacked[QUEEN] | a->attacked[KING];
+    Bitboard occ = ply->occupancy;
+    Bitboard knights = 0, bishops = 0, rooks = 0, queens = 0;
+    FOR_EACH_SQUARE(s, side->pieces[KNIGHT]) knights |= knight_attacks[s];
+    FOR_EACH_SQUARE(s, side->pieces[BISHOP]) bishops |= ply->attacks_from[s] = getBishopMoves(occ, s);
+    FOR_EACH_SQUARE(s, side->pieces[ROOK]) rooks |= ply->attacks_from[s] = getRookMoves(occ, s);
+    FOR_EACH_SQUARE(s, side->pieces[QUEEN]) queens |= ply->attacks_from[s] = getQueenMoves(occ, s);
+    Bitboard king = king_attacks[side->king];
+    Bitboard* attacked = side->attacks->attacked;
+    attacked[PAWN] = pawn_attacks_set;
+    attacked[KNIGHT] = knights;
+    attacked[BISHOP] = bishops;
+    attacked[ROOK] = rooks;
+    attacked[QUEEN] = queens;
+    attacked[KING] = king;
+    attacked[0] = pawn_attacks_set | knights | bishops | rooks | queens | king;
 }
 
 // Squares from which each enemy piece type would attack this side's king; empty for types the
@@ -138,22 +138,40 @@ struct Generator {
             return;
         }
         Move advanced = type == PAWN && ((P->info->far_half | P->passed) & from_bit) ? Move(ADVANCED_PAWN) : 0;
-        bool pinned = A->pinned & from_bit;
-        bool discoverer = A->discoverers & from_bit;
-        Bitboard escapes = ((B->attacked[0] & from_bit) && !(A->attacked[0] & from_bit)) ? ~B->attacked[0] : 0;
-        Bitboard checks = B->check_squares[type];
-        Bitboard enemies = O->pieces[0];
-        FOR_EACH_SQUARE(d, destinations) {
-            if (pinned && !(line_masks[k] & line_masks[d] & line_masks[from])) continue;
-            Move m = makeMoveWord(from, d, type) | advanced;
-            if (enemies & bit(d)) m |= capturedField(capturedOn(d));
-            m |= Move((checks >> d) & 1) * CHECK;
-            if (discoverer && !(line_masks[d] & line_masks[from] & line_masks[kO])) m |= DISCOVERED_CHECK;
-            m |= Move((escapes >> d) & 1) * ESCAPE;
-            if constexpr (mode == GEN_TACTICAL)
-                if (!(m & ORDER_MASK)) continue;
-            list[n++] = m;
+        if (A->pinned & from_bit) destinations = alongLine(destinations, from, k);
+        if (!destinations) return;
+        // The flags, each as the set of destinations that earn it.
+        Bitboard captures = destinations & O->pieces[0];
+        Bitboard checks = destinations & B->check_squares[type];
+        bool escaping = (B->attacked[0] & from_bit) && !(A->attacked[0] & from_bit);
+        Bitboard escapes = escaping ? destinations & ~B->attacked[0] : 0;
+        Bitboard discovered = (A->discoverers & from_bit) ? destinations & ~alongLine(destinations, from, kO) : 0;
+        Bitboard flagged = captures | checks | escapes | discovered;
+        auto flags = [&](int d) {
+            return capturedField(capturedOn(d)) | Move((checks >> d) & 1) * CHECK | Move((escapes >> d) & 1) * ESCAPE |
+                   Move((discovered >> d) & 1) * DISCOVERED_CHECK;
+        };
+        if constexpr (mode == GEN_CAPTURES || mode == GEN_RECAPTURES) {
+            // Every move captures: one pass.
+            FOR_EACH_SQUARE(d, destinations) list[n++] = (makeMoveWord(from, d, type) | advanced) | flags(d);
+            return;
         }
+        if constexpr (mode == GEN_TACTICAL)
+            if (!advanced) destinations = flagged;
+        // Most moves carry no flag of their own: every word is written with the flags common to the
+        // piece, and the destinations with flags are then found again in the list, where the
+        // destinations stand in square order, and marked.
+        Move* first = list + n;
+        FOR_EACH_SQUARE(d, destinations) list[n++] = makeMoveWord(from, d, type) | advanced;
+        FOR_EACH_SQUARE(d, flagged) first[popcount(destinations & (bit(d) - 1))] |= flags(d);
+    }
+
+    // The squares of a set that share a line with both `from` and `to`.
+    static Bitboard alongLine(Bitboard squares, int from, int to) {
+        Bitboard on_line = 0;
+        FOR_EACH_SQUARE(d, squares)
+            if (line_masks[d] & line_masks[from] & line_masks[to]) on_line |= bit(d);
+        return on_line;
     }
 
     // The destinations a piece on `from` may move to: a pinned one only along the line of its king.
