@@ -83,14 +83,21 @@ inline Move selectInner(Ply* ply, int i, SelectionKeys& cache) {
     Move* moves = ply->moves;
     uint64_t* keys = cache.keys;
     int choice = i;
+    uint64_t best;
     if (cache.version != history_version[colour]) {
+        // The keys are computed and scanned in one pass.
         cache.version = history_version[colour];
         const int32_t* colour_history = &history[colour][0][0];
-        for (int j = i; j < count; j++) keys[j] = innerKey(moves[j], colour_history, ply->mirror);
+        best = keys[i] = innerKey(moves[i], colour_history, ply->mirror);
+        for (int j = i + 1; j < count; j++) {
+            uint64_t key = keys[j] = innerKey(moves[j], colour_history, ply->mirror);
+            if (key > best) best = key, choice = j;
+        }
+    } else {
+        best = keys[i];
+        for (int j = i + 1; j < count; j++)
+            if (keys[j] > best) best = keys[j], choice = j;
     }
-    uint64_t best = keys[i];
-    for (int j = i + 1; j < count; j++)
-        if (keys[j] > best) best = keys[j], choice = j;
     std::swap(moves[choice], moves[i]);
     keys[choice] = keys[i];
     keys[i] = best;
