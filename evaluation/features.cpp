@@ -1,6 +1,9 @@
 // Feature extraction: population counts of masked bitboards, straight-line code. The order and
 // the signs of the features are also the column layout of the feature rows written for fitting.
 #include <array>
+#if defined(__SSE4_1__)
+#include <smmintrin.h>
+#endif
 #include "features.h"
 #include "../engine/board/attacks.h"
 
@@ -27,17 +30,6 @@ constexpr std::array<std::array<Bitboard, 9>, 2> relative_ranks = [] {
     for (int r = 1; r <= 8; r++) {
         t[WHITE][r] = RANK_1 << (8 * (r - 1));
         t[BLACK][r] = RANK_1 << (8 * (8 - r));
-    }
-    return t;
-}();
-
-// Corner rings: the squares at Manhattan distance d from the nearest corner, d = 0..6.
-constexpr std::array<Bitboard, 7> corner_rings = [] {
-    std::array<Bitboard, 7> t{};
-    for (int s = 0; s < 64; s++) {
-        int f = s & 7, r = s >> 3;
-        int df = f < 7 - f ? f : 7 - f, dr = r < 7 - r ? r : 7 - r;
-        t[df + dr] |= Bitboard(1) << s;
     }
     return t;
 }();
@@ -74,9 +66,22 @@ void computeFeatures(const Side* P, const Side* O) {
         f[pawnRankFeature(r, true)] = count(P->passed & pr) - count(O->passed & or_);
     }
 
-    for (int t = KNIGHT; t <= KING; t++)
-        for (int d = 0; d < 7; d++)
-            f[ringFeature(t, d)] = count(P->pieces[t] & corner_rings[d]) - count(O->pieces[t] & corner_rings[d]);
+    // Knights to kings by corner ring, from the counts that makeMove keeps: byte d of each word
+    // counts one side's pieces of the type in ring d.
+    for (int t = KNIGHT; t <= KING; t++) {
+        uint64_t p_rings = P->ring_counts[t - KNIGHT], o_rings = O->ring_counts[t - KNIGHT];
+#if defined(__SSE4_1__)
+        // The seven byte differences, sign-extended four at a time; the eighth (always 0) lands
+        // on the next type's first feature, or after the kings on the first threat feature,
+        // which is written further down.
+        static_assert(ringFeature(KING, 6) + 1 == threatFeature(PAWN, PAWN));
+        __m128i diff = _mm_sub_epi8(_mm_cvtsi64_si128(int64_t(p_rings)), _mm_cvtsi64_si128(int64_t(o_rings)));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(f + ringFeature(t, 0)), _mm_cvtepi8_epi32(diff));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(f + ringFeature(t, 4)), _mm_cvtepi8_epi32(_mm_srli_si128(diff, 4)));
+#else
+        for (int d = 0; d < 7; d++) f[ringFeature(t, d)] = int((p_rings >> (8 * d)) & 0xff) - int((o_rings >> (8 * d)) & 0xff);
+#endif
+    }
 
     // Threats (attacker of type a on enemy targets of type v) and defence (opponent first).
     for (int a = PAWN; a <= KING; a++)

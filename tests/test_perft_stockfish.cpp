@@ -1,5 +1,5 @@
 // Perft divides compared move by move with stockfish's on many positions from real games and
-// endgames, and a walk over the same trees checking the incremental key and pawn sets.
+// endgames, and a walk over the same trees checking the incremental key, pawn sets and ring counts.
 #include <gtest/gtest.h>
 #include <map>
 #include <sstream>
@@ -50,7 +50,8 @@ std::map<std::string, uint64_t> vireoDivide(const std::string& fen, int depth) {
     return divide;
 }
 
-// Every node: the incremental key equals the key from scratch, and the pawn sets match the pawns.
+// Every node: the incremental key equals the key from scratch, the pawn sets match the pawns and
+// the ring counts the pieces.
 void walk(int depth) {
     ASSERT_EQ(curr_ply->key, computeKey());
     Side black = curr_ply->black, white = curr_ply->white;
@@ -58,6 +59,11 @@ void walk(int depth) {
     ASSERT_EQ(black.passed, curr_ply->black.passed);
     ASSERT_EQ(white.doubled, curr_ply->white.doubled);
     ASSERT_EQ(white.isolated | black.isolated, curr_ply->white.isolated | curr_ply->black.isolated);
+    computeRingCounts();
+    for (int j = 0; j < 5; j++) {
+        ASSERT_EQ(black.ring_counts[j], curr_ply->black.ring_counts[j]) << fenText();
+        ASSERT_EQ(white.ring_counts[j], curr_ply->white.ring_counts[j]) << fenText();
+    }
     if (!depth) return;
     computeAttacks();
     generateMoves(GEN_ALL);
@@ -87,7 +93,7 @@ TEST(PerftCrossCheck, DividesEqualStockfish) {
     EXPECT_GT(compared, 10000000u) << "stockfish answered too little";
 }
 
-TEST(PerftCrossCheck, IncrementalKeysAndPawnSets) {
+TEST(PerftCrossCheck, IncrementalKeysPawnSetsAndRingCounts) {
     std::vector<std::string> fens = crossCheckPositions(120);
     for (const std::string& fen : fens) {
         setUp(fen.c_str());

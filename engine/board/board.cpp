@@ -92,6 +92,14 @@ void pawnStructureOf(Side* side, const Side* enemy) {
 }
 } // namespace
 
+void computeRingCounts() {
+    for (Side* side : {&curr_ply->black, &curr_ply->white})
+        for (int t = KNIGHT; t <= KING; t++) {
+            side->ring_counts[t - KNIGHT] = 0;
+            FOR_EACH_SQUARE(s, side->pieces[t]) side->ring_counts[t - KNIGHT] += ring_unit[s];
+        }
+}
+
 void computePawnStructure() {
     pawnStructureOf(&curr_ply->black, &curr_ply->white);
     pawnStructureOf(&curr_ply->white, &curr_ply->black);

@@ -3,6 +3,7 @@
 // (copy-make), notation and fen (text in and out), perft (path counts) and assertion (the
 // consistency checks every part uses). The board includes nothing above it; sliders/ is its peer.
 #pragma once
+#include <array>
 #include <cstdint>
 #include <cstddef>
 
@@ -89,6 +90,10 @@ struct Side {
     Bitboard passed;
     Bitboard doubled;
     Bitboard isolated;
+    // For each of knights, bishops, rooks, queens and the king (index type - KNIGHT), byte d counts
+    // the pieces on squares at Manhattan distance d (0-6) from the nearest corner. The evaluation
+    // reads these counts; makeMove keeps them up to date.
+    uint64_t ring_counts[5];
 };
 
 constexpr int MAX_MOVES = 372;
@@ -150,6 +155,17 @@ inline bool canCastle(Bitboard castling) {
     return ((castling & E1) && (castling & (A1 | H1))) || ((castling & E8) && (castling & (A8 | H8)));
 }
 void computePawnStructure();
+void computeRingCounts();
+
+// One in the byte of a square's corner ring: a piece on the square adds this to its ring counts.
+inline constexpr std::array<uint64_t, 64> ring_unit = [] {
+    std::array<uint64_t, 64> units{};
+    for (int s = 0; s < 64; s++) {
+        int f = s & 7, r = s >> 3;
+        units[s] = uint64_t(1) << (8 * ((f < 7 - f ? f : 7 - f) + (r < 7 - r ? r : 7 - r)));
+    }
+    return units;
+}();
 
 // The pawn_ending flag of a position: 1 when either side has nothing but its king and pawns, where
 // zugzwang is common and the searches prune nothing on the static score.

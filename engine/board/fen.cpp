@@ -143,6 +143,7 @@ bool parseFenUnchecked(const char* text, std::string* reason) {
     ply->mirror = white ? 0 : MIRROR_BLACK;
     ply->key = computeKey();
     computePawnStructure();
+    computeRingCounts();
     if (isKingAttacked(ply->opponent, ply->player)) return fail(reason, "the side not to move is in check");
     return true;
 }

@@ -51,6 +51,7 @@ void makeMove(Move m) {
     Bitboard from_to = bit(from) | bit(to);
     mover->pieces[0] ^= from_to;
     mover->pieces[piece] ^= from_to;
+    if (piece != PAWN) mover->ring_counts[piece - KNIGHT] += ring_unit[to] - ring_unit[from];
 
     if (piece == KING) {
         mover->king = to;
@@ -61,6 +62,7 @@ void makeMove(Move m) {
             Bitboard rook_move = bit(rook_from) | bit(rook_to);
             mover->pieces[0] ^= rook_move;
             mover->pieces[ROOK] ^= rook_move;
+            mover->ring_counts[ROOK - KNIGHT] += ring_unit[rook_to] - ring_unit[rook_from];
             key ^= Z[offset[ROOK] + rook_from] ^ Z[offset[ROOK] + rook_to];
         }
     }
@@ -69,12 +71,14 @@ void makeMove(Move m) {
         next->halfmove = 0;
         enemy->pieces[0] ^= bit(capture_square);
         enemy->pieces[captured] ^= bit(capture_square);
+        if (captured != PAWN) enemy->ring_counts[captured - KNIGHT] -= ring_unit[capture_square];
         key ^= Z[enemy->info->key_offset[captured] + capture_square];
     }
 
     if (promotion) {
         mover->pieces[PAWN] ^= bit(to);
         mover->pieces[promotion] ^= bit(to);
+        mover->ring_counts[promotion - KNIGHT] += ring_unit[to];
         key ^= Z[offset[PAWN] + to] ^ Z[offset[promotion] + to];
     }
 
