@@ -79,6 +79,9 @@ struct SelectionKeys {
 };
 
 inline Move selectInner(Ply* ply, int i, SelectionKeys& cache) {
+    // The hash move stands first and outranks every other move: no keys are needed for it, and a
+    // node that it cuts off never computes them.
+    if (i == 0 && (ply->moves[0] & HASH_MOVE)) return ply->moves[0];
     int colour = ply->player->info->colour;
     int count = ply->generated;
     Move* moves = ply->moves;
