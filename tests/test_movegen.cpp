@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <algorithm>
 #include <string>
+#include <vector>
 #include "tests/position_fixture.h"
 #include "engine/board/makemove.h"
 #include "engine/board/movegen.h"
@@ -151,12 +152,19 @@ TEST(MoveGen, FlagsAndModes) {
 }
 
 namespace {
-// Compares the count with the full list at every node of the tree below curr_ply; returns the nodes.
+// At every node of the tree below curr_ply: the count and the capture list against the full list
+// (the captures are its moves that capture or promote, in the same order); returns the nodes.
 int compareCounts(int depth) {
     computeAttacks();
+    generateMoves(GEN_CAPTURES);
+    std::vector<Move> captures(curr_ply->moves, curr_ply->moves + curr_ply->generated);
     int counted = countMoves();
     generateMoves(GEN_ALL);
     EXPECT_EQ(counted, curr_ply->generated) << fenText();
+    std::vector<Move> expected;
+    for (int i = 0; i < curr_ply->generated; i++)
+        if (curr_ply->moves[i] & (CAPTURE_MASK | PROMOTION_MASK)) expected.push_back(curr_ply->moves[i]);
+    EXPECT_EQ(captures, expected) << fenText();
     int nodes = 1;
     if (depth > 0)
         for (int i = 0; i < curr_ply->generated; i++) {
@@ -168,9 +176,9 @@ int compareCounts(int depth) {
 }
 } // namespace
 
-// The count that perft takes at its last level: pinned pawns and pieces, en passant, promotions,
-// castling and check evasions all occur below these positions.
-TEST(MoveGen, CountAgreesWithTheList) {
+// The count that perft takes at its last level, and the captures of the quiescence search: pinned
+// pawns and pieces, en passant, promotions, castling and check evasions all occur below these.
+TEST(MoveGen, CountAndCapturesAgreeWithTheList) {
     int nodes = 0;
     for (const char* fen : CLASSIC_FENS) {
         setUp(fen);

@@ -312,6 +312,13 @@ struct Generator {
             n += unpinnedPawnCount(pawns & ~A->pinned, targets & evasions, white, third);
             pawns &= A->pinned;
         }
+        if constexpr (mode == GEN_CAPTURES || mode == GEN_RECAPTURES) {
+            // Only captures count here: the pawns that attack a target, found from the targets with
+            // the other colour's pawn steps.
+            Bitboard t = targets & evasions;
+            Bitboard capturers = white ? ((t >> 9) & ~FILE_H) | ((t >> 7) & ~FILE_A) : ((t << 7) & ~FILE_H) | ((t << 9) & ~FILE_A);
+            pawns &= capturers;
+        }
         FOR_EACH_SQUARE(from, pawns) {
             Bitboard d = occ & pawn_attacks[c][from];
             int push = from + forward;
