@@ -80,12 +80,11 @@ bool hashMoveIsValid(Move m) {
     return !exposed;
 }
 
-void initPicker(MovePicker* picker, int ply, int horizon, uint32_t in_check, Move hash_move, bool listed) {
+void initPicker(MovePicker* picker, int ply, int horizon, uint32_t in_check, Move hash_move) {
     picker->stage = 0;
     picker->index = -1;
-    picker->listed = listed;
     picker->tt_move = hash_move;
-    picker->gen_mode = uint32_t(pickerMode(ply, horizon, in_check));
+    picker->gen_mode = in_check ? GEN_ALL : ply == horizon ? GEN_TACTICAL : GEN_CAPTURES;
     if (!hash_move || !hashMoveIsValid(hash_move)) {
         picker->stage = 1;
         picker->tt_move = 0;
@@ -99,7 +98,7 @@ Move nextMove(MovePicker* picker) {
         picker->stage = 1;
         return picker->tt_move;
     case 1:
-        if (!picker->listed) generateMoves(int(picker->gen_mode));
+        generateMoves(int(picker->gen_mode));
         if (picker->tt_move) {
             // The hash move has been tried already: keep it just past the end of the list.
             for (int i = 0; i < ply->generated; i++)

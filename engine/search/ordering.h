@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <utility>
 #include "../board/board.h"
-#include "../board/movegen.h"
 
 extern int32_t history[2][8][64];   // colour to move, 7 - moving piece, to square
 extern uint64_t root_nodes[4096];   // nodes spent below each root move, by from and to squares
@@ -122,19 +121,11 @@ struct MovePicker {
     Move tt_move;
     uint32_t gen_mode;
     int32_t index;
-    bool listed; // the list was generated before the picker was set up
 };
 
-// The generation mode of a quiescence node, `horizon` as in the quiescence search: the first
-// quiescence ply generates tactical moves, the plies beyond it captures only, a side in check every
-// legal move.
-inline int pickerMode(int ply, int horizon, uint32_t in_check) {
-    return in_check ? GEN_ALL : ply == horizon ? GEN_TACTICAL : GEN_CAPTURES;
-}
-
-// `listed`: the current ply's list already holds the moves of pickerMode, so the picker does not
-// generate them again.
-void initPicker(MovePicker* picker, int ply, int horizon, uint32_t in_check, Move hash_move, bool listed = false);
+// `horizon` as in the quiescence search: the first quiescence ply generates tactical moves, the
+// plies beyond it captures only, a side in check every legal move.
+void initPicker(MovePicker* picker, int ply, int horizon, uint32_t in_check, Move hash_move);
 Move nextMove(MovePicker* picker);
 
 // Whether a table move can be played in the current position: castling and en passant never pass.

@@ -79,15 +79,11 @@ int quiescence(int ply, int horizon, int alpha, int beta, uint32_t in_check) {
     if (checkTime()) return 0;
     if (drawByRule()) return 0;
 
-    // The attacks, the stand pat and the moves do not depend on the table, so they are computed
-    // before the table is read: the bucket, fetched when the move to this node was made, arrives
-    // meanwhile. Most of these nodes find nothing in the table, and few are cut off by what they
-    // find. The moves are generated whenever the stand pat does not end the node, even though the
-    // hash move could still cut it off ungenerated: the wait for the bucket costs more.
+    // The attacks and the stand pat do not depend on the table, so they are computed before the
+    // table is read: the bucket, fetched when the move to this node was made, arrives meanwhile.
+    // Most of these nodes find nothing in the table, and few are cut off by what they find.
     computeAttacks();
     int stand_pat = in_check ? 0 : evaluate(curr_ply);
-    bool listed = in_check || stand_pat < beta;
-    if (listed) generateMoves(pickerMode(ply, horizon, in_check));
     uint64_t probe = probeTT(curr_ply);
     if (beta - alpha <= 1 && boundCuts(probeBound(probe), probeScore(probe), alpha, beta)) return probeScore(probe);
     int settled;
@@ -99,12 +95,12 @@ int quiescence(int ply, int horizon, int alpha, int beta, uint32_t in_check) {
     bool prune = false;
     if (in_check) {
         best = -INFINITE;
-        initPicker(&picker, ply, horizon, in_check, probeHashMove(probe), listed);
+        initPicker(&picker, ply, horizon, in_check, probeHashMove(probe));
     } else {
         if (stand_pat >= beta) return stand_pat;
         best = stand_pat;
         delta_base = stand_pat + DELTA_MARGIN;
-        initPicker(&picker, ply, horizon, 0, probeHashMove(probe), listed);
+        initPicker(&picker, ply, horizon, 0, probeHashMove(probe));
         prune = beta - alpha <= 1 && !curr_ply->pawn_ending && !isMateScore(alpha);
     }
 
