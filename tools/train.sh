@@ -17,15 +17,15 @@
 #               0 for none; kept in BUILD/training and reused while COUNT, --seed and --depth
 #               stay the same: about 15 minutes of one core to make)
 #   --sample    add COUNT positions that the engine meets in its own games and searches, resolved
-#               and labelled by stockfish (tools/sample_positions; default 0, none), plus enough to
-#               give every number of men from 4 to 32 at least --floor of them (default 200).
+#               and labelled by stockfish (tools/sample_positions; default 100000; 0 for none), plus enough to
+#               give every number of men from 4 to 32 at least --floor of them (default 500).
 #               Two samplers run side by side, one per core, with seeds N and N + 1. Kept in
 #               BUILD/training and reused while COUNT, --floor, --seed, --depth and --play-depth
 #               stay the same: the games are played with the evaluation of the build, so delete
 #               the file to sample again with new weights.
 #   --play-depth   depth of the engine's own games for --sample (default 5)
 #   --smooth    pull the weight vectors of neighbouring piece counts together with strength S
-#               (fit_model --smooth; default 0, every count on its own); added to the recipe
+#               (fit_model --smooth; the recipe has 100, 0 leaves every count on its own); added to the recipe
 #               or to the fit_model options given
 #   --seed, --depth   for the generated positions (default 1 for --generate, 20261123 for
 #               --lopsided and --sample; depth 8: the depth of stockfish's labels)
@@ -38,16 +38,20 @@
 set -eu
 
 # The recipe of the committed tables, chosen by games: quiet positions only, logistic loss with a
-# sigmoid of 400 cp, and 20000 positions of lopsided games beside the shared ones.
-RECIPE="--quiet-only --loss=logistic --sigmoid=400"
+# sigmoid of 400 cp, the vectors of neighbouring piece counts pulled together (smoothing 100), and
+# beside the shared positions 20000 of lopsided games and 100000 that the engine met in its own
+# games and searches (with at least 500 for every number of men). The sampled positions depend on
+# the tables the engine plays with: the committed ones were fitted on the sample made by the tables
+# before them (commit 4afd507), which that file in BUILD/training reproduces byte for byte.
+RECIPE="--quiet-only --loss=logistic --sigmoid=400 --smooth=100"
 
 repo=$(cd "$(dirname "$0")/.." && pwd)
 data="$repo/../shared/training/positions.txt"
 build="$repo/build"
 generate=""
 lopsided=20000
-sample=0
-floor=200
+sample=100000
+floor=500
 play_depth=5
 smooth=""
 seed=""
