@@ -68,10 +68,10 @@ int probeThreeMen(const Ply* ply, int* score) {
 int probeTablebases(const Ply* ply, int* score) {
     if (ply->halfmove != 0 || canCastle(ply->castling) || ply->en_passant) return 0;
     const Side &b = ply->black, &w = ply->white;
-    unsigned wdl = tb_probe_wdl(w.pieces[0], b.pieces[0], w.pieces[KING] | b.pieces[KING], w.pieces[QUEEN] | b.pieces[QUEEN],
-                                w.pieces[ROOK] | b.pieces[ROOK], w.pieces[BISHOP] | b.pieces[BISHOP],
-                                w.pieces[KNIGHT] | b.pieces[KNIGHT], w.pieces[PAWN] | b.pieces[PAWN], 0, 0, 0,
-                                whiteToMove(ply));
+    unsigned wdl =
+        tb_probe_wdl(w.pieces[0], b.pieces[0], w.pieces[KING] | b.pieces[KING], w.pieces[QUEEN] | b.pieces[QUEEN],
+                     w.pieces[ROOK] | b.pieces[ROOK], w.pieces[BISHOP] | b.pieces[BISHOP],
+                     w.pieces[KNIGHT] | b.pieces[KNIGHT], w.pieces[PAWN] | b.pieces[PAWN], 0, 0, 0, whiteToMove(ply));
     if (wdl == TB_DRAW) {
         *score = 0;
         return 1;

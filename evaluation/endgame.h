@@ -4,10 +4,12 @@
 #include <cstdint>
 #include "../engine/board/board.h"
 
-constexpr int KNOWN_WIN = 13000; // won three-man ending, plus material
+constexpr int KNOWN_WIN = 13000;    // won three-man ending, plus material
 constexpr int TB_WIN_SCORE = 10000; // tablebase win, plus material
 
 // Centralisation of a king square, 0 on the edge up to 6 in the centre.
+// One row of the board a line.
+// clang-format off
 inline constexpr int8_t king_centre[64] = {
     0, 0, 0, 0, 0, 0, 0, 0,
     0, 2, 2, 2, 2, 2, 2, 0,
@@ -18,6 +20,7 @@ inline constexpr int8_t king_centre[64] = {
     0, 2, 2, 2, 2, 2, 2, 0,
     0, 0, 0, 0, 0, 0, 0, 0,
 };
+// clang-format on
 
 // Material balance in centipawns from the side to move's view, by piece_value.
 int materialBalance(const Ply* ply);

@@ -79,7 +79,8 @@ void computeFeatures(const Side* P, const Side* O) {
         _mm_storeu_si128(reinterpret_cast<__m128i*>(f + ringFeature(t, 0)), _mm_cvtepi8_epi32(diff));
         _mm_storeu_si128(reinterpret_cast<__m128i*>(f + ringFeature(t, 4)), _mm_cvtepi8_epi32(_mm_srli_si128(diff, 4)));
 #else
-        for (int d = 0; d < 7; d++) f[ringFeature(t, d)] = int((p_rings >> (8 * d)) & 0xff) - int((o_rings >> (8 * d)) & 0xff);
+        for (int d = 0; d < 7; d++)
+            f[ringFeature(t, d)] = int((p_rings >> (8 * d)) & 0xff) - int((o_rings >> (8 * d)) & 0xff);
 #endif
     }
 

@@ -9,13 +9,13 @@ constexpr int NUM_FEATURES = 127;
 // The layout of the vector, block by block. The order is also the column order of the feature
 // rows the model is fitted on, so a block never moves.
 enum FeatureBlockId : int {
-    PIECE_COUNT,        // men, kings included
-    BARE_KING,          // 1 for a side with nothing but its king
-    PAWN_RANKS,         // relative ranks 2..7, each as not passed then passed
-    PIECE_RINGS,        // knight, bishop, rook, queen, king, each by corner ring 0..6
-    THREATS,            // attacker pawn..king by target pawn..queen, each as threat then defence
-    SAFE_PAWN_PUSHES,   // pushes onto empty squares the enemy does not attack
-    SAFE_SQUARES,       // such squares attacked by knights, bishops, rooks, queens, king
+    PIECE_COUNT,      // men, kings included
+    BARE_KING,        // 1 for a side with nothing but its king
+    PAWN_RANKS,       // relative ranks 2..7, each as not passed then passed
+    PIECE_RINGS,      // knight, bishop, rook, queen, king, each by corner ring 0..6
+    THREATS,          // attacker pawn..king by target pawn..queen, each as threat then defence
+    SAFE_PAWN_PUSHES, // pushes onto empty squares the enemy does not attack
+    SAFE_SQUARES,     // such squares attacked by knights, bishops, rooks, queens, king
     DOUBLED_PAWNS,
     ISOLATED_PAWNS,
     PINNED_PIECES,      // pawn..queen

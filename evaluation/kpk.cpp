@@ -36,7 +36,7 @@ uint8_t initialClass(int wk, int pawn, int bk, bool white_to_move) {
         return UNKNOWN;
     }
     Bitboard guarded = king_attacks[wk] | pawn_attacks[WHITE][pawn];
-    if (!(king_attacks[bk] & ~guarded)) return DRAW; // no legal move
+    if (!(king_attacks[bk] & ~guarded)) return DRAW;                                    // no legal move
     if ((king_attacks[bk] & bit(pawn)) && !(king_attacks[wk] & bit(pawn))) return DRAW; // pawn falls
     return UNKNOWN;
 }
@@ -82,7 +82,8 @@ void buildKpkBitbase(uint64_t table[KPK_WORDS]) {
                             // Black: a draw if some move draws, a win if all moves win. Captures of
                             // the pawn are settled by the initial classification.
                             bool all_win = true, draw = false;
-                            Bitboard moves = king_attacks[bk] & ~king_attacks[wk] & ~pawn_attacks[WHITE][pawn] & ~bit(pawn);
+                            Bitboard moves =
+                                king_attacks[bk] & ~king_attacks[wk] & ~pawn_attacks[WHITE][pawn] & ~bit(pawn);
                             FOR_EACH_SQUARE(to, moves) {
                                 uint8_t r = state[positionIndex(pawn, true, to, wk)];
                                 draw |= r == DRAW;

@@ -139,10 +139,8 @@ bool setGroups(Pairs* d, const Material& m, int men, bool pawns, int order0, int
     uint64_t idx = 1;
     for (int k = 0; next < n || k == order0 || k == order1; k++) {
         if (k > MAX_MEN) return *why = "a group order out of range", false;
-        if (k == order0)
-            idx *= pawns ? leadPawnsSize(d->group_len[0], file) : unique ? 31332 : 462;
-        else if (k == order1)
-            idx *= binomial(d->group_len[1], 48 - d->group_len[0]);
+        if (k == order0) idx *= pawns ? leadPawnsSize(d->group_len[0], file) : unique ? 31332 : 462;
+        else if (k == order1) idx *= binomial(d->group_len[1], 48 - d->group_len[0]);
         else {
             idx *= binomial(d->group_len[next], free_squares);
             free_squares -= d->group_len[next++];
@@ -207,7 +205,8 @@ bool setSizes(Pairs* d, Reader& r, std::string* why) {
     }
     if (!r.has(10)) return *why = "the header ends early", false;
     int block_bits = r.byte(), span_bits = r.byte();
-    if (block_bits > 24 || span_bits > 40 || span_bits == 0) return *why = "a block size or index span out of range", false;
+    if (block_bits > 24 || span_bits > 40 || span_bits == 0)
+        return *why = "a block size or index span out of range", false;
     d->block_size = uint64_t(1) << block_bits;
     d->span = uint64_t(1) << span_bits;
     uint8_t padding = r.byte();

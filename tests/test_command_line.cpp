@@ -110,8 +110,8 @@ TEST(CommandLine, TrainingToolsTakePrecedence) {
 
 TEST(Install, EngineManualAndGuiNotes) {
     ScratchDir prefix;
-    std::string command = "'" CMAKE_COMMAND "' --install '" VIREO_BUILD_DIR "' --prefix '" + prefix.path() +
-                          "' > '" + prefix.path() + "/install.txt' 2>&1";
+    std::string command = "'" CMAKE_COMMAND "' --install '" VIREO_BUILD_DIR "' --prefix '" + prefix.path() + "' > '" +
+                          prefix.path() + "/install.txt' 2>&1";
     ASSERT_EQ(std::system(command.c_str()), 0) << prefix.read("install.txt");
     namespace fs = std::filesystem;
     std::string engine = prefix.path() + "/games/vireo";

@@ -190,7 +190,8 @@ TEST(Endgame, SyzygyPathWithEmptyParts) {
     std::string commands;
     for (const std::string& value : {std::string(":"), std::string("::::"), std::string("/nonexistent:"),
                                      syzygyDir() + ":", "::" + syzygyDir() + "::/nonexistent:"})
-        commands += "setoption name SyzygyPath value " + value + "\nposition fen 4k3/8/8/r7/8/8/7R/4K3 w - - 0 1\ngo depth 2\n";
+        commands +=
+            "setoption name SyzygyPath value " + value + "\nposition fen 4k3/8/8/r7/8/8/7R/4K3 w - - 0 1\ngo depth 2\n";
     dir.write("commands.txt", commands + "quit\n");
     EngineRun run = dir.run("", "commands.txt");
     ASSERT_EQ(run.status, 0) << run.err;

@@ -21,19 +21,12 @@ TEST(Features, StartPositionAndFirstMove) {
     EXPECT_EQ(nonZero(featuresOf(START_FEN)), (std::map<int, int>{}));
     // Black to move after 1.e4: White's e-pawn has gone from its rank 2 to its rank 4, where the
     // g1 knight, f1 bishop, d1 queen and e1 king no longer defend it.
-    std::map<int, int> e4 = {{pawnRankFeature(2, false), 1},
-                             {pawnRankFeature(4, false), -1},
-                             {defenceFeature(KNIGHT, PAWN), -1},
-                             {defenceFeature(BISHOP, PAWN), -1},
-                             {defenceFeature(QUEEN, PAWN), -1},
-                             {defenceFeature(KING, PAWN), -1},
-                             {featureIndex(SAFE_PAWN_PUSHES), -1},
-                             {safeSquaresFeature(KNIGHT), -2},
-                             {safeSquaresFeature(BISHOP), -4},
-                             {safeSquaresFeature(QUEEN), -4},
-                             {safeSquaresFeature(KING), -1},
-                             {featureIndex(CENTRE_PRESENCE), -4},
-                             {featureIndex(CHECK_SQUARES), -2}};
+    std::map<int, int> e4 = {
+        {pawnRankFeature(2, false), 1},       {pawnRankFeature(4, false), -1},   {defenceFeature(KNIGHT, PAWN), -1},
+        {defenceFeature(BISHOP, PAWN), -1},   {defenceFeature(QUEEN, PAWN), -1}, {defenceFeature(KING, PAWN), -1},
+        {featureIndex(SAFE_PAWN_PUSHES), -1}, {safeSquaresFeature(KNIGHT), -2},  {safeSquaresFeature(BISHOP), -4},
+        {safeSquaresFeature(QUEEN), -4},      {safeSquaresFeature(KING), -1},    {featureIndex(CENTRE_PRESENCE), -4},
+        {featureIndex(CHECK_SQUARES), -2}};
     EXPECT_EQ(nonZero(featuresOf("rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq e3 0 1")), e4);
     // Reached by playing the move: the pawn sets and attacks come from makeMove.
     EXPECT_EQ(nonZero(featuresOf(START_FEN, "e2e4")), e4);
@@ -62,7 +55,7 @@ TEST(Features, PawnStructure) {
 }
 
 TEST(Features, CornerRings) {
-    EXPECT_EQ(featuresOf("4k3/8/8/8/3N4/8/8/R3K3 w - - 0 1")[ringFeature(ROOK, 0)], 1); // rook a1
+    EXPECT_EQ(featuresOf("4k3/8/8/8/3N4/8/8/R3K3 w - - 0 1")[ringFeature(ROOK, 0)], 1);   // rook a1
     EXPECT_EQ(featuresOf("4k3/8/8/8/3N4/8/8/R3K3 w - - 0 1")[ringFeature(KNIGHT, 6)], 1); // knight d4
     // A white knight on every square in turn, Black to move: its ring feature reads -1.
     int ring_size[7] = {};
@@ -87,12 +80,12 @@ TEST(Features, CornerRings) {
     }
     EXPECT_EQ(std::vector<int>(ring_size, ring_size + 7), (std::vector<int>{4, 8, 12, 16, 12, 8, 4}));
     // Ring 1 is b1, a2, g1, h2, a7, b8, h7, g8; ring 6 the four centre squares.
-    for (const char* fen : {"4k3/8/8/8/8/8/8/1N2K3 b - - 0 1", "4k3/8/8/8/8/8/N7/4K3 b - - 0 1",
-                            "4k3/N7/8/8/8/8/8/4K3 b - - 0 1", "1N2k3/8/8/8/8/8/8/4K3 b - - 0 1",
-                            "4k3/7N/8/8/8/8/8/4K3 b - - 0 1", "4k1N1/8/8/8/8/8/8/4K3 b - - 0 1"})
+    for (const char* fen :
+         {"4k3/8/8/8/8/8/8/1N2K3 b - - 0 1", "4k3/8/8/8/8/8/N7/4K3 b - - 0 1", "4k3/N7/8/8/8/8/8/4K3 b - - 0 1",
+          "1N2k3/8/8/8/8/8/8/4K3 b - - 0 1", "4k3/7N/8/8/8/8/8/4K3 b - - 0 1", "4k1N1/8/8/8/8/8/8/4K3 b - - 0 1"})
         EXPECT_EQ(featuresOf(fen)[ringFeature(KNIGHT, 1)], -1) << fen;
-    for (const char* fen : {"4k3/8/8/3N4/8/8/8/4K3 b - - 0 1", "4k3/8/8/4N3/8/8/8/4K3 b - - 0 1",
-                            "4k3/8/8/8/4N3/8/8/4K3 b - - 0 1"})
+    for (const char* fen :
+         {"4k3/8/8/3N4/8/8/8/4K3 b - - 0 1", "4k3/8/8/4N3/8/8/8/4K3 b - - 0 1", "4k3/8/8/8/4N3/8/8/4K3 b - - 0 1"})
         EXPECT_EQ(featuresOf(fen)[ringFeature(KNIGHT, 6)], -1) << fen;
 }
 
@@ -260,22 +253,27 @@ std::vector<int> slowFeatures(const Ply* ply) {
             if (s.pieces[PAWN] & bit(q)) b |= bit(s.colour == WHITE ? q + 8 : q - 8);
         return b;
     };
-    f[featureIndex(SAFE_PAWN_PUSHES)] = popcount(pushes(P) & empty & ~O.att[0]) - popcount(pushes(O) & empty & ~P.att[0]);
+    f[featureIndex(SAFE_PAWN_PUSHES)] =
+        popcount(pushes(P) & empty & ~O.att[0]) - popcount(pushes(O) & empty & ~P.att[0]);
     for (int t = KNIGHT; t <= KING; t++)
         f[safeSquaresFeature(t)] = popcount(P.att[t] & empty & ~O.att[0]) - popcount(O.att[t] & empty & ~P.att[0]);
     f[featureIndex(DOUBLED_PAWNS)] = popcount(P.doubled) - popcount(O.doubled);
     f[featureIndex(ISOLATED_PAWNS)] = popcount(P.isolated) - popcount(O.isolated);
-    for (int t = PAWN; t <= QUEEN; t++) f[pinnedFeature(t)] = popcount(P.pieces[t] & P.pinned) - popcount(O.pieces[t] & O.pinned);
+    for (int t = PAWN; t <= QUEEN; t++)
+        f[pinnedFeature(t)] = popcount(P.pieces[t] & P.pinned) - popcount(O.pieces[t] & O.pinned);
     for (int t = 1; t <= 6; t++)
-        f[featureIndex(CENTRE_PRESENCE)] += popcount(P.pieces[t] & ownCentre(P.colour)) + popcount(P.att[t] & ownCentre(P.colour)) -
-                  popcount(O.pieces[t] & ownCentre(O.colour)) - popcount(O.att[t] & ownCentre(O.colour));
+        f[featureIndex(CENTRE_PRESENCE)] +=
+            popcount(P.pieces[t] & ownCentre(P.colour)) + popcount(P.att[t] & ownCentre(P.colour)) -
+            popcount(O.pieces[t] & ownCentre(O.colour)) - popcount(O.att[t] & ownCentre(O.colour));
     auto cover = [](const SlowSide& s) { return s.pieces[0] | s.att[1] | s.att[2] | s.att[3] | s.att[4] | s.att[5]; };
     f[featureIndex(KING_COVER)] = popcount(cover(P) & king_attacks[P.king]) - popcount(cover(O) & king_attacks[O.king]);
     auto support = [](const SlowSide& s) { return s.att[1] | s.att[2] | s.att[3] | s.att[4] | s.att[6]; };
-    f[featureIndex(QUEEN_KING_ATTACKS)] = popcount(O.att[5] & king_attacks[P.king] & support(O)) - popcount(P.att[5] & king_attacks[O.king] & support(P));
+    f[featureIndex(QUEEN_KING_ATTACKS)] =
+        popcount(O.att[5] & king_attacks[P.king] & support(O)) - popcount(P.att[5] & king_attacks[O.king] & support(P));
     const int value[6] = {0, 100, 300, 300, 500, 900};
     for (int t = 1; t <= 5; t++)
-        f[featureIndex(KING_ZONE_ATTACKS)] += value[t] * (popcount(O.att[t] & king_attacks[P.king]) - popcount(P.att[t] & king_attacks[O.king]));
+        f[featureIndex(KING_ZONE_ATTACKS)] +=
+            value[t] * (popcount(O.att[t] & king_attacks[P.king]) - popcount(P.att[t] & king_attacks[O.king]));
     f[featureIndex(CHECK_SQUARES)] = popcount(P.checks) - popcount(O.checks);
     if (pm == 1 && !(king_attacks[P.king] & ~O.att[0])) std::fill(f.begin(), f.end(), 0);
     return f;
@@ -285,10 +283,10 @@ std::vector<int> slowFeatures(const Ply* ply) {
 TEST(Features, AgreeWithASlowComputationFromThePieces) {
     std::vector<std::string> fens = samplePositions(1999, 500);
     if (fens.empty()) GTEST_SKIP() << "no training positions in " VIREO_SHARED_DIR "/training";
-    for (const char* fen : {"rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq e3 0 1",
-                            "4k3/8/2p5/3q4/5N2/8/8/4K3 w - - 0 1", "7k/5K2/6Q1/8/8/8/P7/8 b - - 0 1",
-                            "r3k2r/pp3ppp/8/3pP3/8/8/PP3PPP/R3K2R w Kq d6 0 12",
-                            "4k3/4r3/8/1b6/8/3N4/4B3/R3K3 w - - 0 1", "3qk3/8/8/8/Q7/8/3R4/3K4 b - - 0 1"})
+    for (const char* fen :
+         {"rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq e3 0 1", "4k3/8/2p5/3q4/5N2/8/8/4K3 w - - 0 1",
+          "7k/5K2/6Q1/8/8/8/P7/8 b - - 0 1", "r3k2r/pp3ppp/8/3pP3/8/8/PP3PPP/R3K2R w Kq d6 0 12",
+          "4k3/4r3/8/1b6/8/3N4/4B3/R3K3 w - - 0 1", "3qk3/8/8/8/Q7/8/3R4/3K4 b - - 0 1"})
         fens.push_back(fen);
     for (const std::string& fen : fens) {
         std::vector<int> fast = featuresOf(fen.c_str());

@@ -62,7 +62,10 @@ TEST(FitModel, RecoversTheWeightsOfAKnownModel) {
     const std::string& dir = scratch.path();
 
     // Four positions: rook ending (4 men, class field), 5 and 10 men, and the initial position.
-    struct Sample { const char* fen; int men, men_to_move, material_class; };
+    struct Sample {
+        const char* fen;
+        int men, men_to_move, material_class;
+    };
     const Sample samples[] = {
         {"4k3/4r3/8/8/8/8/3R4/3K4 w - - 0 1", 4, 2, 16},
         {"4k3/4r3/8/8/8/8/3RP3/3K4 b - - 0 1", 5, 2, -40},
@@ -158,7 +161,7 @@ TEST(FitModel, PairsWithTheRowsTheEngineWrites) {
     std::string command = "cd " + dir + " && " + tool + " > log.txt 2>&1";
     EXPECT_EQ(system(command.c_str()), 0) << scratch.read("log.txt");
     EXPECT_NE(scratch.read("log.txt").find("303 position lines, 0 skipped like the engine does, 300 rows used, "
-                                               "0 without a row, 1 outside 4..32 men, 2 bare-king stalemates"),
+                                           "0 without a row, 1 outside 4..32 men, 2 bare-king stalemates"),
               std::string::npos)
         << scratch.read("log.txt");
 }
@@ -176,10 +179,8 @@ TEST(FitModel, QuietPositionsLogisticLossAndScale) {
     // knight would be taken back by the d6 pawn). Not quiet: a hanging queen, a rook that wins a
     // knight, a pawn that promotes.
     const char* quiet[] = {"rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1",
-                           "4k3/4r3/8/8/8/8/3R4/3K4 w - - 0 1",
-                           "4k3/8/3p4/4p3/8/5N2/8/4K3 w - - 0 1"};
-    const char* busy[] = {"4k3/8/8/3q4/8/8/8/3RK3 w - - 0 1",
-                          "4k3/8/8/3n4/8/8/8/3RK3 w - - 0 1",
+                           "4k3/4r3/8/8/8/8/3R4/3K4 w - - 0 1", "4k3/8/3p4/4p3/8/5N2/8/4K3 w - - 0 1"};
+    const char* busy[] = {"4k3/8/8/3q4/8/8/8/3RK3 w - - 0 1", "4k3/8/8/3n4/8/8/8/3RK3 w - - 0 1",
                           "4k3/1P6/8/8/8/8/7p/4K3 w - - 0 1"};
     {
         std::ofstream positions(dir + "/positions.txt");
@@ -297,7 +298,8 @@ TEST(FitModel, SmoothingAcrossPieceCounts) {
     }
     double widest = 0;
     for (int k = 0; k + 1 < 29; k++)
-        for (int i = 0; i < 128; i++) widest = std::max(widest, std::abs(smoothed[k * 128 + i] - smoothed[(k + 1) * 128 + i]));
+        for (int i = 0; i < 128; i++)
+            widest = std::max(widest, std::abs(smoothed[k * 128 + i] - smoothed[(k + 1) * 128 + i]));
     EXPECT_LT(widest, 0.1);
 
     // The logistic steps are smoothed too.

@@ -51,7 +51,8 @@ TEST(Go, ClockAllocation) {
     EXPECT_EQ(limitsOf(BLACK_TO_MOVE, "go btime 800"), (Limits{LIMIT_CLOCK, 0, 0, 0}));
     // One move to go would spend the whole reserve: half of what is left beyond 50 ms is the most.
     EXPECT_EQ(limitsOf(WHITE_TO_MOVE, "go wtime 10000 movestogo 1"), (Limits{LIMIT_CLOCK, 0, 9000, 4975}));
-    EXPECT_EQ(limitsOf(WHITE_TO_MOVE, "go wtime 100000 btime 100000 movestogo 0"), (Limits{LIMIT_CLOCK, 0, 99000, 49975}));
+    EXPECT_EQ(limitsOf(WHITE_TO_MOVE, "go wtime 100000 btime 100000 movestogo 0"),
+              (Limits{LIMIT_CLOCK, 0, 99000, 49975}));
     EXPECT_EQ(limitsOf(WHITE_TO_MOVE, "go wtime 1000 btime 1000"), (Limits{LIMIT_CLOCK, 0, 0, 0}));
     EXPECT_EQ(limitsOf(WHITE_TO_MOVE, "go ponder wtime 30000 btime 30000"), (Limits{LIMIT_CLOCK, 0, 29000, 700}));
     // Negative values count as 0; a value that cannot be read too.
@@ -63,5 +64,6 @@ TEST(Go, ClockAllocation) {
     EXPECT_EQ(limitsOf(WHITE_TO_MOVE, "go winc 3000"), (Limits{LIMIT_CLOCK, 0, 0, 0}));
     EXPECT_EQ(limitsOf(WHITE_TO_MOVE, "go wtime 10 btime 10 winc 1000 binc 1000"), (Limits{LIMIT_CLOCK, 0, 0, 0}));
     EXPECT_EQ(limitsOf(BLACK_TO_MOVE, "go wtime 60000 btime 450 winc 100 binc 1000"), (Limits{LIMIT_CLOCK, 0, 0, 200}));
-    EXPECT_EQ(limitsOf(WHITE_TO_MOVE, "go wtime 1200 btime 1200 winc 2000 binc 2000"), (Limits{LIMIT_CLOCK, 0, 200, 575}));
+    EXPECT_EQ(limitsOf(WHITE_TO_MOVE, "go wtime 1200 btime 1200 winc 2000 binc 2000"),
+              (Limits{LIMIT_CLOCK, 0, 200, 575}));
 }

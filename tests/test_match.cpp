@@ -25,10 +25,7 @@ using namespace vireo_match;
 
 const char* STOCKFISH = "/usr/games/stockfish";
 
-bool haveStockfish() {
-    return access(STOCKFISH, X_OK) == 0;
-}
-
+bool haveStockfish() { return access(STOCKFISH, X_OK) == 0; }
 
 TEST(Match, EloEstimate) {
     EXPECT_DOUBLE_EQ(eloFromScore(0.5), 0.0);
@@ -58,9 +55,9 @@ TEST(Match, EloEstimate) {
 }
 
 TEST(Match, SequentialTest) {
-    EXPECT_NEAR(sprtLowerBound(), -2.944439, 1e-6);  // ln(0.05 / 0.95)
-    EXPECT_NEAR(sprtUpperBound(), 2.944439, 1e-6);   // ln(0.95 / 0.05)
-    EXPECT_NEAR(scoreFromElo(10), 0.514387, 1e-6);   // 1 / (1 + 10^(-10/400))
+    EXPECT_NEAR(sprtLowerBound(), -2.944439, 1e-6); // ln(0.05 / 0.95)
+    EXPECT_NEAR(sprtUpperBound(), 2.944439, 1e-6);  // ln(0.95 / 0.05)
+    EXPECT_NEAR(scoreFromElo(10), 0.514387, 1e-6);  // 1 / (1 + 10^(-10/400))
     EXPECT_NEAR(eloFromScore(scoreFromElo(-37.5)), -37.5, 1e-9);
 
     // Pairs by engine 1's points: 0, 1/2, 1, 3/2, 2.
@@ -150,9 +147,9 @@ TEST(Match, CommandLine) {
     EXPECT_EQ(parseArguments({"--tolerance", "9223372036854775808"}, bad), "bad tolerance '9223372036854775808'");
     EXPECT_EQ(parseArguments({"--concurrency", "17"}, bad), "bad concurrency '17' (1 to 16)");
     MatchConfig largest;
-    EXPECT_EQ(parseArguments({"--engine1", "a", "--engine2", "b", "--max-plies", "2147483647", "--seed",
-                              "9223372036854775807"},
-                             largest),
+    EXPECT_EQ(parseArguments(
+                  {"--engine1", "a", "--engine2", "b", "--max-plies", "2147483647", "--seed", "9223372036854775807"},
+                  largest),
               "");
     EXPECT_EQ(largest.max_plies, 2147483647);
     EXPECT_FALSE(largest.sprt);
@@ -178,7 +175,8 @@ TEST(Match, CommandLine) {
 
     // Either spelling gives an option its value; a switch takes none.
     MatchConfig joined;
-    EXPECT_EQ(parseArguments({"--engine1=a b", "--engine2", "c", "--option2=Hash=16", "--games=4", "--quiet"}, joined), "");
+    EXPECT_EQ(parseArguments({"--engine1=a b", "--engine2", "c", "--option2=Hash=16", "--games=4", "--quiet"}, joined),
+              "");
     EXPECT_EQ(joined.engines[0].command, "a b");
     ASSERT_EQ(joined.engines[1].options.size(), 1u);
     EXPECT_EQ(joined.engines[1].options[0], (std::pair<std::string, std::string>{"Hash", "16"}));
@@ -210,18 +208,17 @@ TEST(Match, Summary) {
     FILE* out = open_memstream(&text, &size);
     printSummary(out, match, config);
     fclose(out);
-    EXPECT_EQ(std::string(text, size),
-              "\n=== One vs Two: 2 games at 10+0.1 ===\n"
-              "Score of One: W 1  D 0  L 1  (50.0%)\n"
-              "Elo difference: +0.0 +/- inf (95%), LOS 50.0%\n"
-              "Endings:  checkmate 1  time loss 1\n"
-              "illegal move: 0 (engine1 0, engine2 0)\n"
-              "crash: 0 (engine1 0, engine2 0)\n"
-              "protocol error: 0 (engine1 0, engine2 0)\n"
-              "time loss: 1 (engine1 0, engine2 1)\n"
-              "  game 2, engine2 (Two): late by 70 ms at ply 31\n"
-              "late move within tolerance: 1 (engine1 1, engine2 0)\n"
-              "  game 2, engine1 (One): late by 20 ms at ply 12\n");
+    EXPECT_EQ(std::string(text, size), "\n=== One vs Two: 2 games at 10+0.1 ===\n"
+                                       "Score of One: W 1  D 0  L 1  (50.0%)\n"
+                                       "Elo difference: +0.0 +/- inf (95%), LOS 50.0%\n"
+                                       "Endings:  checkmate 1  time loss 1\n"
+                                       "illegal move: 0 (engine1 0, engine2 0)\n"
+                                       "crash: 0 (engine1 0, engine2 0)\n"
+                                       "protocol error: 0 (engine1 0, engine2 0)\n"
+                                       "time loss: 1 (engine1 0, engine2 1)\n"
+                                       "  game 2, engine2 (Two): late by 70 ms at ply 31\n"
+                                       "late move within tolerance: 1 (engine1 1, engine2 0)\n"
+                                       "  game 2, engine1 (One): late by 20 ms at ply 12\n");
     free(text);
 
     // A sequential test that stopped early: games never started are left out.
@@ -270,7 +267,7 @@ TEST(Match, DrawRulesOnFen) {
 
 TEST(Match, RefereeAndSan) {
     if (!haveStockfish()) GTEST_SKIP() << "no referee: " << STOCKFISH << " is not installed";
-    signal(SIGPIPE, SIG_IGN);  // writing to an engine that died must fail, not end the test process
+    signal(SIGPIPE, SIG_IGN); // writing to an engine that died must fail, not end the test process
     Referee referee{STOCKFISH, {}};
     std::string error;
     ASSERT_TRUE(startReferee(referee, error)) << error;
@@ -325,7 +322,7 @@ done
 )";
 
 TEST(Match, RefereeIsRestartedOnce) {
-    signal(SIGPIPE, SIG_IGN);  // writing to a referee that died must fail, not end the test process
+    signal(SIGPIPE, SIG_IGN); // writing to a referee that died must fail, not end the test process
     ScratchDir scratch;
     ASSERT_FALSE(scratch.path().empty());
     const std::string dir = scratch.path() + "/";
@@ -382,7 +379,7 @@ done
 
 TEST(Match, GamesEndByRulesAndFaults) {
     if (!haveStockfish()) GTEST_SKIP() << "no referee: " << STOCKFISH << " is not installed";
-    signal(SIGPIPE, SIG_IGN);  // writing to an engine that died must fail, not end the test process
+    signal(SIGPIPE, SIG_IGN); // writing to an engine that died must fail, not end the test process
     ScratchDir scratch;
     ASSERT_FALSE(scratch.path().empty());
     scratch.write("scripted.sh", SCRIPTED_ENGINE);
@@ -448,7 +445,8 @@ TEST(Match, GamesEndByRulesAndFaults) {
           Fault_case{"garbage", Fault::Protocol, "protocol error", "\"bestmove\" at ply 2"},
           Fault_case{"illegal", Fault::Illegal, "illegal move",
                      "e2e5 in rnbqkbnr/pppppppp/8/8/8/5P2/PPPPP1PP/RNBQKBNR b KQkq - 0 1 at ply 2"},
-          Fault_case{"hang", Fault::TimeLoss, "time loss", "no bestmove within clock + 200 ms (hung, restarted) at ply 2"}}) {
+          Fault_case{"hang", Fault::TimeLoss, "time loss",
+                     "no bestmove within clock + 200 ms (hung, restarted) at ply 2"}}) {
         GameRecord game = play("ok", mode, "f2f3 e7e5 g2g4 d8h4");
         EXPECT_EQ(game.result, "1-0") << mode;
         EXPECT_EQ(game.ending, ending) << mode;
@@ -525,12 +523,12 @@ TEST(Match, OpeningsFile) {
                          "e2e4 e7e5 g1f3   # the king's knight\n"
                          "\n"
                          "   \t\n"
-                         "d2d4 d7d5 e2e5\n"            // the pawn cannot go three squares
-                         "d2d4 d7d5 c2c4 x9z9\n"       // not a move at all
-                         "f2f3 e7e5 g2g4 d8h4\n"       // mate: nothing left to play
-                         "e7e5\n"                      // Black's move with White to move
+                         "d2d4 d7d5 e2e5\n"      // the pawn cannot go three squares
+                         "d2d4 d7d5 c2c4 x9z9\n" // not a move at all
+                         "f2f3 e7e5 g2g4 d8h4\n" // mate: nothing left to play
+                         "e7e5\n"                // Black's move with White to move
                          "g1f3 g8f6 c2c4 e7e6 b1c3 f8b4\n"
-                         "d2d4");                      // the last line without its newline
+                         "d2d4"); // the last line without its newline
     EXPECT_EQ(openings, (std::vector<std::vector<std::string>>{
                             {"e2e4", "e7e5", "g1f3"}, {"g1f3", "g8f6", "c2c4", "e7e6", "b1c3", "f8b4"}, {"d2d4"}}));
 
@@ -577,7 +575,8 @@ TEST(Match, InterruptedMatchCountsOnlyFinishedGames) {
     // Each engine notes its process id, so that the test can tell whether one outlives the match.
     std::string engine = "/bin/sh -c 'echo $$ >> " + scratch.path() + "/pids; exec " VIREO_BINARY "'";
     EngineProcess match({VIREO_MATCH_BINARY, "--engine1", engine, "--engine2=" + engine, "--games", "100",
-                         "--tc=0.5+0.01", "--concurrency", "2", "--sprt", "0,10", "--pgn", scratch.path() + "/games.pgn"});
+                         "--tc=0.5+0.01", "--concurrency", "2", "--sprt", "0,10", "--pgn",
+                         scratch.path() + "/games.pgn"});
     std::vector<std::string> lines = match.readUntil("Game ", 120000);
     ASSERT_FALSE(lines.empty());
     ASSERT_EQ(lines.back().rfind("Game ", 0), 0u) << "no game ended";
@@ -597,7 +596,8 @@ TEST(Match, InterruptedMatchCountsOnlyFinishedGames) {
         if (number % 2 == 1 && finished.count(number + 1)) complete_pairs++;
     std::string games = std::to_string(finished.size()) + " games";
     EXPECT_NE(rest.find(": " + games + " at 0.5+0.01 ===\n"), std::string::npos) << rest;
-    EXPECT_NE(rest.find("after " + games + " (" + std::to_string(complete_pairs) + " pairs)"), std::string::npos) << rest;
+    EXPECT_NE(rest.find("after " + games + " (" + std::to_string(complete_pairs) + " pairs)"), std::string::npos)
+        << rest;
 
     std::set<int> written;
     std::istringstream pgn(scratch.read("games.pgn"));
@@ -616,7 +616,7 @@ TEST(Match, InterruptedMatchCountsOnlyFinishedGames) {
         std::string text((std::istreambuf_iterator<char>(command)), std::istreambuf_iterator<char>());
         EXPECT_EQ(text.find(VIREO_BINARY), std::string::npos) << "engine " << pid << " outlives the match";
     }
-    EXPECT_GE(engines, 4);  // two probes at the start and a pair for each worker
+    EXPECT_GE(engines, 4); // two probes at the start and a pair for each worker
 }
 
-}  // namespace
+} // namespace

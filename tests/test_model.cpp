@@ -79,16 +79,17 @@ TEST(Model, ClassIndexAndSignRule) {
     EXPECT_EQ(signedMaterialClass(curr_ply->player, curr_ply->opponent), 3);
     // The queen's signature outweighs three rooks whatever the balance: the queen side is first.
     setUp("1r2k3/8/8/8/8/r7/Q6r/4K3 w - - 0 1");
-    EXPECT_EQ(signedMaterialClass(curr_ply->player, curr_ply->opponent), endgameIndex(curr_ply->player, curr_ply->opponent));
+    EXPECT_EQ(signedMaterialClass(curr_ply->player, curr_ply->opponent),
+              endgameIndex(curr_ply->player, curr_ply->opponent));
     setUp("1r2k3/8/8/8/8/r7/Q6r/4K3 b - - 0 1");
     EXPECT_LT(signedMaterialClass(curr_ply->player, curr_ply->opponent), 0);
 }
 
 TEST(Model, EvaluateMatchesTheLinearModel) {
     std::vector<std::string> fens = samplePositions(4999, 200);
-    for (const char* fen : {START_FEN, "4k3/8/8/r7/8/8/7R/4K3 w - - 0 1",
-                            "4k3/8/8/8/3n4/8/4P3/4K3 w - - 0 1", "8/8/3k4/2p5/8/1BN5/4K3/8 w - - 3 40",
-                            "8/2p5/3k4/2p5/8/1BN5/4K3/8 b - - 3 40", "r5k1/5ppp/8/8/8/8/5PPP/3R2K1 w - - 0 1"})
+    for (const char* fen : {START_FEN, "4k3/8/8/r7/8/8/7R/4K3 w - - 0 1", "4k3/8/8/8/3n4/8/4P3/4K3 w - - 0 1",
+                            "8/8/3k4/2p5/8/1BN5/4K3/8 w - - 3 40", "8/2p5/3k4/2p5/8/1BN5/4K3/8 b - - 3 40",
+                            "r5k1/5ppp/8/8/8/8/5PPP/3R2K1 w - - 0 1"})
         fens.push_back(fen);
     for (const std::string& fen : fens) {
         int score = evaluationOf(fen.c_str());
@@ -111,8 +112,8 @@ TEST(Model, PositionsSettledBeforeTheModel) {
     // With a free square the model scores it, far down for the bare king.
     EXPECT_LT(evaluationOf("7k/5K2/8/6Q1/8/8/P7/8 b - - 0 1"), -500);
     // Three men: the score of the endgame rules.
-    for (const char* fen : {"4k3/8/4K3/4P3/8/8/8/8 w - - 0 1", "3k4/8/8/3K4/3P4/8/8/8 w - - 0 1",
-                            "7k/8/8/8/8/8/8/R3K3 w - - 0 1"}) {
+    for (const char* fen :
+         {"4k3/8/4K3/4P3/8/8/8/8 w - - 0 1", "3k4/8/8/3K4/3P4/8/8/8 w - - 0 1", "7k/8/8/8/8/8/8/R3K3 w - - 0 1"}) {
         int score = evaluationOf(fen);
         int expected = -1;
         ASSERT_EQ(probeEndgame(curr_ply, &expected), 1);

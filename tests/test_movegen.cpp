@@ -36,13 +36,12 @@ void checkWordsAgainstTheBoard() {
         Move m = moves[i];
         int from = moveFrom(m), to = moveTo(m), piece = movePiece(m);
         SCOPED_TRACE(uciMoveText(m));
-        constexpr Move FIELDS = SQUARES_MASK | PIECE_MASK | ADVANCED_PAWN | ESCAPE | GIVES_CHECK | CAPTURE_MASK | PROMOTION_MASK;
+        constexpr Move FIELDS =
+            SQUARES_MASK | PIECE_MASK | ADVANCED_PAWN | ESCAPE | GIVES_CHECK | CAPTURE_MASK | PROMOTION_MASK;
         EXPECT_EQ(m & ~FIELDS, 0u) << "an unused bit or the hash-move mark";
         EXPECT_TRUE(ply->player->pieces[piece] & bit(from));
-        if (ply->en_passant & bit(to) && piece == PAWN && fileOf(from) != fileOf(to))
-            EXPECT_EQ(moveCaptured(m), PAWN);
-        else
-            EXPECT_EQ(moveCaptured(m), pieceTypeOn(ply, to));
+        if (ply->en_passant & bit(to) && piece == PAWN && fileOf(from) != fileOf(to)) EXPECT_EQ(moveCaptured(m), PAWN);
+        else EXPECT_EQ(moveCaptured(m), pieceTypeOn(ply, to));
         bool last_rank = piece == PAWN && (rankOf(to) == 0 || rankOf(to) == 7);
         EXPECT_EQ(movePromotion(m) != 0, last_rank);
         makeMove(m);
@@ -184,9 +183,9 @@ TEST(MoveGen, CountAndCapturesAgreeWithTheList) {
         setUp(fen);
         nodes += compareCounts(2);
     }
-    for (const char* fen : {"rnbq1k1r/pp1Pbppp/2p5/8/2B5/8/PPP1NnPP/RNBQK2R w KQ - 1 8",
-                            "4k3/8/8/2KpP2r/8/8/8/8 w - d6 0 1", "4k3/8/8/8/1b6/8/3P4/4K3 w - - 0 1",
-                            "4k3/2P5/8/b7/8/8/8/4K3 w - - 0 1"}) {
+    for (const char* fen :
+         {"rnbq1k1r/pp1Pbppp/2p5/8/2B5/8/PPP1NnPP/RNBQK2R w KQ - 1 8", "4k3/8/8/2KpP2r/8/8/8/8 w - d6 0 1",
+          "4k3/8/8/8/1b6/8/3P4/4K3 w - - 0 1", "4k3/2P5/8/b7/8/8/8/4K3 w - - 0 1"}) {
         setUp(fen);
         nodes += compareCounts(3);
     }

@@ -63,21 +63,20 @@ TEST(Notation, MoveTexts) {
 TEST(Notation, BoardDiagram) {
     setUp(START_FEN, "e2e4 e7e5 g1f3");
     // '#' stands for the shade byte 0xB0, '|' for 0xB3, 'L' for 0xC0 and '-' for 0xC4.
-    std::string expected =
-        "\n"
-        "after moves:\n"
-        "   1. e2e4      e7e5         2. Ng1f3     \n\n"
-        " 8 |#r# n #b# q #k# b #n# r  *\n"
-        " 7 | p #p# p #p#   #p# p #p#\n"
-        " 6 |###   ###   ###   ###   \n"
-        " 5 |   ###   ### p ###   ###\n"
-        " 4 |###   ###   #P#   ###   \n"
-        " 3 |   ###   ###   #N#   ###\n"
-        " 2 |#P# P #P# P ### P #P# P \n"
-        " 1 | R #N# B #Q# K #B#   #R#\n"
-        "   L------------------------\n"
-        "     A  B  C  D  E  F  G  H\n"
-        "\n";
+    std::string expected = "\n"
+                           "after moves:\n"
+                           "   1. e2e4      e7e5         2. Ng1f3     \n\n"
+                           " 8 |#r# n #b# q #k# b #n# r  *\n"
+                           " 7 | p #p# p #p#   #p# p #p#\n"
+                           " 6 |###   ###   ###   ###   \n"
+                           " 5 |   ###   ### p ###   ###\n"
+                           " 4 |###   ###   #P#   ###   \n"
+                           " 3 |   ###   ###   #N#   ###\n"
+                           " 2 |#P# P #P# P ### P #P# P \n"
+                           " 1 | R #N# B #Q# K #B#   #R#\n"
+                           "   L------------------------\n"
+                           "     A  B  C  D  E  F  G  H\n"
+                           "\n";
     for (char& c : expected) {
         if (c == '#') c = char(0xB0);
         else if (c == '|') c = char(0xB3);

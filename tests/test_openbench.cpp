@@ -28,8 +28,11 @@ std::optional<std::u32string> decodeUtf8(const std::string& bytes, size_t& bad_o
     std::u32string text;
     for (size_t i = 0; i < bytes.size();) {
         unsigned char lead = (unsigned char)bytes[i];
-        int length = lead < 0x80 ? 1 : lead >= 0xC2 && lead <= 0xDF ? 2 : lead >= 0xE0 && lead <= 0xEF ? 3
-                   : lead >= 0xF0 && lead <= 0xF4 ? 4 : 0;
+        int length = lead < 0x80                    ? 1
+                     : lead >= 0xC2 && lead <= 0xDF ? 2
+                     : lead >= 0xE0 && lead <= 0xEF ? 3
+                     : lead >= 0xF0 && lead <= 0xF4 ? 4
+                                                    : 0;
         unsigned char low = 0x80, high = 0xBF; // allowed range of the second byte
         if (lead == 0xE0) low = 0xA0;
         if (lead == 0xED) high = 0x9F;
@@ -201,7 +204,8 @@ TEST(OpenBench, ConfigurationAsksOnlyForWhatTheEngineOffers) {
     static const std::regex OPTIONS_FIELD("\"\\w*options\"\\s*:\\s*\"([^\"]*)\"");
     static const std::regex TIME_FIELD("\"\\w*time_control\"\\s*:\\s*\"([^\"]*)\"");
     int options_fields = 0, time_fields = 0;
-    for (auto it = std::sregex_iterator(config.begin(), config.end(), OPTIONS_FIELD); it != std::sregex_iterator(); ++it) {
+    for (auto it = std::sregex_iterator(config.begin(), config.end(), OPTIONS_FIELD); it != std::sregex_iterator();
+         ++it) {
         options_fields++;
         std::istringstream words((*it)[1].str());
         for (std::string word; words >> word;) {

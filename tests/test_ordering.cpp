@@ -130,11 +130,11 @@ TEST(Ordering, PickerValidatesTheHashMove) {
     EXPECT_TRUE(hashMoveIsValid(findMove("e5e6")));
     EXPECT_TRUE(hashMoveIsValid(findMove("e1f2")));
     // Words that do not fit this position.
-    EXPECT_FALSE(hashMoveIsValid(makeMoveWord(4, 20, KING)));             // no king step
-    EXPECT_FALSE(hashMoveIsValid(makeMoveWord(0, 56, ROOK)));             // captures nothing on a8
-    EXPECT_FALSE(hashMoveIsValid(makeMoveWord(0, 56, ROOK, KNIGHT)));     // wrong victim
-    EXPECT_FALSE(hashMoveIsValid(makeMoveWord(1, 18, KNIGHT)));           // no knight on b1
-    EXPECT_FALSE(hashMoveIsValid(makeMoveWord(36, 52, PAWN)));            // no double step from e5
+    EXPECT_FALSE(hashMoveIsValid(makeMoveWord(4, 20, KING)));         // no king step
+    EXPECT_FALSE(hashMoveIsValid(makeMoveWord(0, 56, ROOK)));         // captures nothing on a8
+    EXPECT_FALSE(hashMoveIsValid(makeMoveWord(0, 56, ROOK, KNIGHT))); // wrong victim
+    EXPECT_FALSE(hashMoveIsValid(makeMoveWord(1, 18, KNIGHT)));       // no knight on b1
+    EXPECT_FALSE(hashMoveIsValid(makeMoveWord(36, 52, PAWN)));        // no double step from e5
 
     // A pinned piece may not leave its line.
     setUpSearch("4k3/4r3/8/8/8/8/4B3/4K3 w - - 0 1");

@@ -10,11 +10,10 @@
 #include "tests/shared_data.h"
 
 namespace {
-const std::regex ROOT_INFO(
-    "info depth (\\d+) seldepth \\d+ score (cp -?\\d+|mate -?\\d+) (lowerbound |upperbound )?"
-    "pv ([a-h][1-8][a-h][1-8][nbrq]? )*time \\d+ nodes \\d+ nps \\d+ hashfull \\d+");
-const std::regex PROGRESS(
-    "info depth \\d+ currmove [a-h][1-8][a-h][1-8][nbrq]? currmovenumber \\d+ time \\d+ nodes \\d+ nps \\d+ hashfull \\d+");
+const std::regex ROOT_INFO("info depth (\\d+) seldepth \\d+ score (cp -?\\d+|mate -?\\d+) (lowerbound |upperbound )?"
+                           "pv ([a-h][1-8][a-h][1-8][nbrq]? )*time \\d+ nodes \\d+ nps \\d+ hashfull \\d+");
+const std::regex PROGRESS("info depth \\d+ currmove [a-h][1-8][a-h][1-8][nbrq]? currmovenumber \\d+ time \\d+ nodes "
+                          "\\d+ nps \\d+ hashfull \\d+");
 const std::regex FINAL_SCORE("info score (cp -?\\d+|mate -?\\d+) ");
 
 struct SearchOutput {
@@ -36,7 +35,8 @@ SearchOutput readSearch(EngineProcess& engine, uint64_t sent, int timeout_ms = 2
     return out;
 }
 
-SearchOutput go(EngineProcess& engine, const std::string& position, const std::string& command, int timeout_ms = 20000) {
+SearchOutput go(EngineProcess& engine, const std::string& position, const std::string& command,
+                int timeout_ms = 20000) {
     engine.send(position);
     engine.send(command);
     return readSearch(engine, clockMs(), timeout_ms);
@@ -175,7 +175,8 @@ TEST(SearchE2E, ClockLimits) {
     }
     // Less on the clock than the increment: the increment comes only after the move, so the answer
     // must come well within the 10 ms left (a margin for a loaded machine).
-    for (const char* command : {"go wtime 10 btime 10 winc 1000 binc 1000", "go wtime 100 btime 100 winc 5000 binc 5000"}) {
+    for (const char* command :
+         {"go wtime 10 btime 10 winc 1000 binc 1000", "go wtime 100 btime 100 winc 5000 binc 5000"}) {
         SearchOutput out = go(*engine, position, command);
         EXPECT_TRUE(findMove(out.bestmove)) << command << ": " << out.bestmove;
         EXPECT_LT(out.ms, 250u) << command;
@@ -202,7 +203,11 @@ TEST(SearchE2E, ClockLimits) {
 
 TEST(SearchE2E, MatesAndGameOver) {
     std::unique_ptr<EngineProcess> engine(startEngine());
-    struct Mate { const char* fen; int moves; const char* first; };
+    struct Mate {
+        const char* fen;
+        int moves;
+        const char* first;
+    };
     const Mate mates[] = {
         {"6k1/5ppp/8/8/8/8/5PPP/R5K1 w - - 0 1", 1, "a1a8"},
         {"7k/8/8/8/8/8/R7/1R4K1 w - - 0 1", 2, nullptr},
@@ -232,7 +237,10 @@ TEST(SearchE2E, MatesAndGameOver) {
     EXPECT_EQ(out.lines[out.lines.size() - 2], "info score mate -1 ");
     EXPECT_EQ(out.bestmove, "h8g8");
 
-    struct Over { const char* position; const char* notice; };
+    struct Over {
+        const char* position;
+        const char* notice;
+    };
     const Over overs[] = {
         {"position fen R5k1/5ppp/8/8/8/8/5PPP/6K1 b - - 0 1", "info string Game over (mate) !"},
         {"position fen 7k/5Q2/6K1/8/8/8/8/8 b - - 0 1", "info string Game over (pat) !"},
@@ -262,9 +270,7 @@ TEST(SearchE2E, HashOptionAndTableLifetime) {
     ASSERT_TRUE(engine->readLine(line));
     EXPECT_EQ(line, "info debug Creation of Transposition Table : success (1 MB)");
 
-    auto hashfullOf = [](const std::string& info) {
-        return std::stoi(info.substr(info.rfind("hashfull ") + 9));
-    };
+    auto hashfullOf = [](const std::string& info) { return std::stoi(info.substr(info.rfind("hashfull ") + 9)); };
     SearchOutput out = go(*engine, "position startpos", "go depth 7");
     ASSERT_GE(out.lines.size(), 3u);
     EXPECT_GT(hashfullOf(out.lines[out.lines.size() - 3]), 0);
@@ -338,8 +344,9 @@ TEST(SearchE2E, TablebaseAnswerAtTheRoot) {
     ASSERT_TRUE(tb_init(syzygyDir().c_str()));
     setUp(fen);
     const Ply* p = curr_ply;
-    unsigned result = tb_probe_root_impl(p->white.pieces[0], p->black.pieces[0], p->white.pieces[KING] | p->black.pieces[KING],
-                                         p->white.pieces[QUEEN], 0, 0, 0, 0, 0, 0, true, nullptr);
+    unsigned result =
+        tb_probe_root_impl(p->white.pieces[0], p->black.pieces[0], p->white.pieces[KING] | p->black.pieces[KING],
+                           p->white.pieces[QUEEN], 0, 0, 0, 0, 0, 0, true, nullptr);
     ASSERT_EQ(TB_GET_WDL(result), unsigned(TB_WIN));
     int from = int(TB_GET_FROM(result)), to = int(TB_GET_TO(result));
     std::string move = uciMoveText(makeMoveWord(from, to, QUEEN));

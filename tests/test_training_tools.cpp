@@ -24,10 +24,10 @@ const char* const AFTER_E4 = "rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQ
 TEST(TrainingTools, AnalyseWritesFeatureRows) {
     ScratchDir dir;
     dir.write("positions.txt", std::string(START_FEN) + ";0.35\n" + AFTER_E4 + ";-0.25\n" +
-                                   "4k3/8/8/r7/8/8/7R/4K3 b - - 0 1;0.1\n" + // rook against rook: class 16
+                                   "4k3/8/8/r7/8/8/7R/4K3 b - - 0 1;0.1\n" +   // rook against rook: class 16
                                    "4k3/8/8/8/3n4/8/4P3/4K3 w - - 0 1 ; 1\n" + // knight against pawn: class -3
-                                   "4k3/8/4K3/4P3/8/8/8/8 w - - 0 1;9.5\n" +    // three men: no class
-                                   "7k/5K2/6Q1/8/8/8/P7/8 b - - 0 1;-20\n");    // stalemate: score 0, zeros
+                                   "4k3/8/4K3/4P3/8/8/8/8 w - - 0 1;9.5\n" +   // three men: no class
+                                   "7k/5K2/6Q1/8/8/8/P7/8 b - - 0 1;-20\n");   // stalemate: score 0, zeros
     // Stale rows of an earlier run are dropped.
     dir.write("features.csv", "old row\n");
     EngineRun r = dir.run("-analyse=positions.txt");
@@ -63,17 +63,17 @@ TEST(TrainingTools, AnalyseWritesFeatureRows) {
 TEST(TrainingTools, RoundingAndIgnoredLines) {
     ScratchDir dir;
     dir.write("positions.txt", std::string(START_FEN) + ";0.125\n" + START_FEN + ";-0.125\n" + START_FEN + ";1.005\n" +
-                                   START_FEN + ";abc\n" +                           // no number
-                                   START_FEN + "\n" +                               // no ";"
-                                   "4k3/8/8/8/8/8/4r3/4K3 w - - 0 1;0.5\n" +        // side to move in check
+                                   START_FEN + ";abc\n" +                    // no number
+                                   START_FEN + "\n" +                        // no ";"
+                                   "4k3/8/8/8/8/8/4r3/4K3 w - - 0 1;0.5\n" + // side to move in check
                                    "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBN w KQkq - 0 1;0.3\n" + // bad FEN
-                                   START_FEN + ";400\n" +                           // 40000: beyond 16 bits
+                                   START_FEN + ";400\n" +                             // 40000: beyond 16 bits
                                    START_FEN + ";-327.68\n" + START_FEN + ";327.67"); // limits, no final newline
     EngineRun r = dir.run("-analyse=positions.txt");
     EXPECT_EQ(r.status, 0);
     EXPECT_EQ(r.out, "Warning, 5 positions ignored\n");
-    EXPECT_EQ(dir.read("features.csv"), zeros(127) + "13\n" + zeros(127) + "-13\n" + zeros(127) + "100\n" +
-                                            zeros(127) + "-32768\n" + zeros(127) + "32767\n");
+    EXPECT_EQ(dir.read("features.csv"), zeros(127) + "13\n" + zeros(127) + "-13\n" + zeros(127) + "100\n" + zeros(127) +
+                                            "-32768\n" + zeros(127) + "32767\n");
 }
 
 TEST(TrainingTools, ScoreComparesWithTheReference) {
@@ -98,11 +98,10 @@ TEST(TrainingTools, ScoreComparesWithTheReference) {
     dir.write("positions.txt", start_line + e4_line + "garbage\n" + e4_line2);
     EngineRun r = dir.run("-score=positions.txt");
     EXPECT_EQ(r.status, 0);
-    std::string expected = "delta = 7, vireo = " + std::to_string(e4_score) + ", stock = " + std::to_string(e4_score - 7) +
-                           " : " + e4_line + "delta = -3, vireo = " + std::to_string(e4_score) +
-                           ", stock = " + std::to_string(e4_score + 3) + " : " + e4_line2 +
-                           "Warning, 1 positions ignored\n" +
-                           "Samples = 3, error = 58, mse = 19.333, rmse = 4.397\n";
+    std::string expected =
+        "delta = 7, vireo = " + std::to_string(e4_score) + ", stock = " + std::to_string(e4_score - 7) + " : " +
+        e4_line + "delta = -3, vireo = " + std::to_string(e4_score) + ", stock = " + std::to_string(e4_score + 3) +
+        " : " + e4_line2 + "Warning, 1 positions ignored\n" + "Samples = 3, error = 58, mse = 19.333, rmse = 4.397\n";
     EXPECT_EQ(r.out, expected);
 
     // Nothing usable: the summary with zeros.
@@ -149,7 +148,8 @@ TEST(TrainingTools, InputsThatAreNotFilesOfLines) {
     std::string rows = std::string(START_FEN) + ";0.35\n";
     dir.write("features.csv", rows);
     ASSERT_EQ(link((dir.path() + "/features.csv").c_str(), (dir.path() + "/linked.txt").c_str()), 0);
-    for (const std::string& name : std::vector<std::string>{"features.csv", "./features.csv", dir.path() + "/features.csv", "linked.txt"}) {
+    for (const std::string& name :
+         std::vector<std::string>{"features.csv", "./features.csv", dir.path() + "/features.csv", "linked.txt"}) {
         EngineRun r = dir.run("-analyse=" + name);
         EXPECT_EQ(r.status, 1) << name;
         EXPECT_EQ(r.err, "Cannot open 'features.csv'\n") << name;

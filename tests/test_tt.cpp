@@ -24,7 +24,8 @@ std::string createReport(int size) {
 }
 
 // Moves to store: 1.e4, 1.Nf3 and exd5 after 1.e4 d5.
-const Move E2E4 = makeMoveWord(12, 28, PAWN), G1F3 = makeMoveWord(6, 21, KNIGHT), E4D5 = makeMoveWord(28, 35, PAWN, PAWN);
+const Move E2E4 = makeMoveWord(12, 28, PAWN), G1F3 = makeMoveWord(6, 21, KNIGHT),
+           E4D5 = makeMoveWord(28, 35, PAWN, PAWN);
 
 // Keys that all fall into the bucket of entry 0 of a 1 MB table.
 uint64_t keyInBucketZero(int n) { return uint64_t(n + 1) << 20; }

@@ -32,12 +32,11 @@ TEST(Uci, StartUpAndIdentification) {
     ASSERT_TRUE(engine.readLine(line));
     EXPECT_EQ(line.rfind("info debug Supported instructions : ", 0), 0u);
     engine.skipBanner();
-    EXPECT_EQ(lastLines(engine, "uci", "uciok"),
-              "id name Vireo " VIREO_VERSION " x64\n"
-              "id author Tomas BRELIER\n"
-              "option name Hash type spin default 128 min 1 max 65536\n"
-              "option name SyzygyPath type string default <empty>\n"
-              "uciok\n");
+    EXPECT_EQ(lastLines(engine, "uci", "uciok"), "id name Vireo " VIREO_VERSION " x64\n"
+                                                 "id author Tomas BRELIER\n"
+                                                 "option name Hash type spin default 128 min 1 max 65536\n"
+                                                 "option name SyzygyPath type string default <empty>\n"
+                                                 "uciok\n");
     engine.send("quit");
     EXPECT_EQ(engine.readAll(), "");
     ASSERT_TRUE(engine.waitExit(5000));
@@ -58,12 +57,11 @@ TEST(Uci, LineFoldingAndUnknownCommands) {
     std::string text;
     for (const std::string& line : engine.readUntil("readyok")) text += line + "\n";
     for (const std::string& line : engine.readUntil("readyok")) text += line + "\n";
-    EXPECT_EQ(text,
-              "readyok\n"
-              "Unknown command : 'isready now'\n"
-              "Unknown command : 'setoption name hash value 64'\n"
-              "Unknown command : 'foo bar'\n"
-              "readyok\n");
+    EXPECT_EQ(text, "readyok\n"
+                    "Unknown command : 'isready now'\n"
+                    "Unknown command : 'setoption name hash value 64'\n"
+                    "Unknown command : 'foo bar'\n"
+                    "readyok\n");
 }
 
 TEST(Uci, OverlongLinesAreTruncated) {

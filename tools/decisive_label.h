@@ -21,9 +21,7 @@ inline double matePawns(int plies) {
 }
 
 // Stockfish's mate in N moves (N > 0: the side to move mates, N < 0: it is mated) in half-moves.
-inline int matePlies(int moves) {
-    return moves > 0 ? 2 * moves - 1 : -2 * moves;
-}
+inline int matePlies(int moves) { return moves > 0 ? 2 * moves - 1 : -2 * moves; }
 
 // The label from the side to move's point of view.
 inline double labelPawns(const SearchResult& result) {

@@ -16,9 +16,7 @@ struct FileCloser {
 using FileHandle = std::unique_ptr<FILE, FileCloser>;
 
 // Null when the file cannot be opened.
-inline FileHandle openFile(const std::string& path, const char* mode) {
-    return FileHandle(fopen(path.c_str(), mode));
-}
+inline FileHandle openFile(const std::string& path, const char* mode) { return FileHandle(fopen(path.c_str(), mode)); }
 
 // Closes a file that was written to; false when a write or the close failed.
 inline bool closeFile(FileHandle& file) {

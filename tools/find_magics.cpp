@@ -48,7 +48,8 @@ int main(int argc, char** argv) {
         for (int square = 0; square < 64; square++) {
             uint64_t magic = square < 4 ? (rook ? known_rook : known_bishop)[square] : 0;
             while (!magic || !works(square, rook, magic)) magic = random() & random() & random();
-            printf("%s0x%016llxULL,%s", square % 3 ? " " : "    ", (unsigned long long)magic, square % 3 == 2 ? "\n" : "");
+            printf("%s0x%016llxULL,%s", square % 3 ? " " : "    ", (unsigned long long)magic,
+                   square % 3 == 2 ? "\n" : "");
         }
         printf("\n};\n");
     }

@@ -24,7 +24,9 @@ std::mt19937_64 rng;
 size_t below(size_t n) { return n ? size_t(rng() % n) : 0; }
 bool chance(int percent) { return int(below(100)) < percent; }
 template <typename T>
-const T& pick(const std::vector<T>& from) { return from[below(from.size())]; }
+const T& pick(const std::vector<T>& from) {
+    return from[below(from.size())];
+}
 
 const std::vector<std::string> FENS = {
     "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1",
@@ -43,18 +45,43 @@ const std::vector<std::string> FENS = {
     "4k3/8/8/8/8/8/8/4K2R w K - 0 1",
     "8/8/8/4k3/8/8/8/4K3 w - - 0 1",
 };
-const std::vector<std::string> MOVES = {"e2e4", "e7e5", "g1f3", "b8c6", "f1b5", "a7a6", "b5a4", "g8f6", "e1g1",
-                                        "f8e7", "d2d4", "d7d5", "c2c4", "e7e8q", "a2a1n", "e1c1", "h7h8r",
-                                        "0000", "e2e5", "a1a1", "zz99", "e2e4e", "E2E4", "e2-e4", "b1c3"};
+const std::vector<std::string> MOVES = {"e2e4", "e7e5", "g1f3", "b8c6",  "f1b5",  "a7a6",  "b5a4", "g8f6",  "e1g1",
+                                        "f8e7", "d2d4", "d7d5", "c2c4",  "e7e8q", "a2a1n", "e1c1", "h7h8r", "0000",
+                                        "e2e5", "a1a1", "zz99", "e2e4e", "E2E4",  "e2-e4", "b1c3"};
 const std::vector<std::string> WORDS = {
-    "position", "fen", "startpos", "moves", "go", "depth", "movetime", "wtime", "btime", "winc", "binc",
-    "movestogo", "infinite", "ponder", "nodes", "mate", "searchmoves", "setoption", "name", "value", "Hash",
-    "SyzygyPath", "ucinewgame", "isready", "uci", "stop", "perft", "debug", "ponderhit", "register", "w",
-    "b", "-", "KQkq", "e3", "8", "/", "<empty>", "x", "", " ", "\t"};
-const std::vector<std::string> NUMBERS = {
-    "0", "1", "2", "3", "5", "10", "50", "100", "999", "-1", "-50", "-2147483648", "2147483647", "2147483648",
-    "4294967295", "4294967296", "9223372036854775807", "18446744073709551615", "99999999999999999999999",
-    "1e3", "0x10", "+5", "-0", "007", "x", "", "3.5", " 12"};
+    "position", "fen",       "startpos",  "moves",      "go",         "depth",   "movetime", "wtime",       "btime",
+    "winc",     "binc",      "movestogo", "infinite",   "ponder",     "nodes",   "mate",     "searchmoves", "setoption",
+    "name",     "value",     "Hash",      "SyzygyPath", "ucinewgame", "isready", "uci",      "stop",        "perft",
+    "debug",    "ponderhit", "register",  "w",          "b",          "-",       "KQkq",     "e3",          "8",
+    "/",        "<empty>",   "x",         "",           " ",          "\t"};
+const std::vector<std::string> NUMBERS = {"0",
+                                          "1",
+                                          "2",
+                                          "3",
+                                          "5",
+                                          "10",
+                                          "50",
+                                          "100",
+                                          "999",
+                                          "-1",
+                                          "-50",
+                                          "-2147483648",
+                                          "2147483647",
+                                          "2147483648",
+                                          "4294967295",
+                                          "4294967296",
+                                          "9223372036854775807",
+                                          "18446744073709551615",
+                                          "99999999999999999999999",
+                                          "1e3",
+                                          "0x10",
+                                          "+5",
+                                          "-0",
+                                          "007",
+                                          "x",
+                                          "",
+                                          "3.5",
+                                          " 12"};
 
 std::string number() {
     if (chance(60)) return std::to_string(int64_t(below(2000)) - 100);
@@ -93,7 +120,7 @@ std::string positionLine() {
 }
 
 std::string goLine() {
-    static const std::vector<std::string> KEYS = {"depth", "movetime", "wtime", "btime", "winc", "binc",
+    static const std::vector<std::string> KEYS = {"depth",     "movetime", "wtime", "btime",  "winc", "binc",
                                                   "movestogo", "infinite", "nodes", "ponder", "mate"};
     std::string line = "go";
     int n = int(below(5));
@@ -106,12 +133,22 @@ std::string goLine() {
 }
 
 std::string syzygyValue(const std::string& tables, const std::string& damaged) {
-    std::vector<std::string> values = {":", "::::", "/nonexistent:", "<empty>", "/nonexistent", "/tmp", "/",
-                                       "/dev/null", "/proc/self", std::string(5000, 'a'),
-                                       "/" + std::string(300, 'd') + "/" + std::string(300, 'e'), "::/:", "a b"};
+    std::vector<std::string> values = {":",
+                                       "::::",
+                                       "/nonexistent:",
+                                       "<empty>",
+                                       "/nonexistent",
+                                       "/tmp",
+                                       "/",
+                                       "/dev/null",
+                                       "/proc/self",
+                                       std::string(5000, 'a'),
+                                       "/" + std::string(300, 'd') + "/" + std::string(300, 'e'),
+                                       "::/:",
+                                       "a b"};
     if (!tables.empty()) {
-        for (const std::string& v : {tables, tables + ":", ":" + tables, tables + "::" + tables, "::" + tables + "::",
-                                     tables + ":/nonexistent:", tables + "/KQvK.rtbw"})
+        for (const std::string& v : {tables, tables + ":", ":" + tables, tables + "::" + tables,
+                                     "::" + tables + "::", tables + ":/nonexistent:", tables + "/KQvK.rtbw"})
             values.push_back(v);
     }
     if (!damaged.empty()) {

@@ -49,9 +49,9 @@ struct Options {
     int depth = 8;
     std::string output = "positions.txt";
     std::string stockfish = "/usr/games/stockfish";
-    int endgames = 30;     // percent of the games that start from a random ending
-    int lopsided = 0;      // percent of those that start from a lopsided one
-    int random_moves = 8;  // percent of the moves that are random instead of the best
+    int endgames = 30;    // percent of the games that start from a random ending
+    int lopsided = 0;     // percent of those that start from a lopsided one
+    int random_moves = 8; // percent of the moves that are random instead of the best
 };
 
 constexpr int MAX_GAME_PLIES = 400;
@@ -103,7 +103,10 @@ bool randomEnding(Process& engine, std::mt19937_64& rng, bool lopsided, std::str
             int empty = 0;
             for (int file = 0; file < 8; file++) {
                 char c = squares[rank * 8 + file];
-                if (!c) { empty++; continue; }
+                if (!c) {
+                    empty++;
+                    continue;
+                }
                 if (empty) board += char('0' + empty);
                 empty = 0;
                 board += c;
@@ -194,8 +197,7 @@ bool parseOptions(int argc, char** argv, Options* options) {
         }
     }
     if (options->count < 0 || options->depth < 1 || options->endgames < 0 || options->endgames > 100 ||
-        options->lopsided < 0 || options->lopsided > 100 ||
-        options->random_moves < 0 || options->random_moves > 100) {
+        options->lopsided < 0 || options->lopsided > 100 || options->random_moves < 0 || options->random_moves > 100) {
         fprintf(stderr, "Need --count >= 0, --depth >= 1 and percentages from 0 to 100\n");
         return false;
     }

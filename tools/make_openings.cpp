@@ -31,26 +31,25 @@ namespace vireo_openings {
 using namespace vireo_tools;
 
 struct Config {
-    int count = 600;    // openings to keep
+    int count = 600; // openings to keep
     int plies = 8;
     uint64_t seed = 1;
     int depth = 12;
-    int window = 50;    // centipawns either way
-    int max_tries = 0;  // candidates to try at most; 0: 50 per opening wanted
+    int window = 50;   // centipawns either way
+    int max_tries = 0; // candidates to try at most; 0: 50 per opening wanted
     std::string stockfish = "/usr/games/stockfish";
-    std::string out_path;  // empty: standard output
+    std::string out_path; // empty: standard output
 };
 
-const char* USAGE =
-    "usage: make_openings [options]   (--name VALUE or --name=VALUE)\n"
-    "  --count N        openings to keep (default 600)\n"
-    "  --plies N        random plies from the start position (default 8)\n"
-    "  --seed N         seed of the random plies (default 1)\n"
-    "  --depth N        stockfish's search depth for the score (default 12)\n"
-    "  --window CP      keep scores within +-CP centipawns (default 50)\n"
-    "  --max-tries N    give up after N candidates (default 50 per opening wanted)\n"
-    "  --stockfish CMD  the judge (default /usr/games/stockfish)\n"
-    "  --out FILE       where to write the openings (default: standard output)\n";
+const char* USAGE = "usage: make_openings [options]   (--name VALUE or --name=VALUE)\n"
+                    "  --count N        openings to keep (default 600)\n"
+                    "  --plies N        random plies from the start position (default 8)\n"
+                    "  --seed N         seed of the random plies (default 1)\n"
+                    "  --depth N        stockfish's search depth for the score (default 12)\n"
+                    "  --window CP      keep scores within +-CP centipawns (default 50)\n"
+                    "  --max-tries N    give up after N candidates (default 50 per opening wanted)\n"
+                    "  --stockfish CMD  the judge (default /usr/games/stockfish)\n"
+                    "  --out FILE       where to write the openings (default: standard output)\n";
 
 // Fills the configuration; returns an error text, empty when the command line is fine.
 std::string parseArguments(const std::vector<std::string>& args, Config& config) {
@@ -59,7 +58,9 @@ std::string parseArguments(const std::vector<std::string>& args, Config& config)
         const std::string& a = options.name();
         std::string v;
         if (!options.value(v)) return "missing value after " + a;
-        auto number = [&](long long low, long long high, long long& out) { return parseWholeNumber(v.c_str(), low, high, &out); };
+        auto number = [&](long long low, long long high, long long& out) {
+            return parseWholeNumber(v.c_str(), low, high, &out);
+        };
         long long n = 0;
         if (a == "--count") {
             if (!number(1, 1000000, n)) return "bad count '" + v + "'";
@@ -103,7 +104,7 @@ std::string positionKey(const std::string& fen) {
 
 struct Judge {
     Process process;
-    std::string name;  // stockfish's "id name"
+    std::string name; // stockfish's "id name"
 };
 
 // Sends a line and waits for the one that starts with the answer word; false when the judge stops
@@ -130,7 +131,8 @@ void startJudge(Judge& judge, const std::string& command) {
 // The score of the position after the moves at the given depth, from the side to move's view; empty
 // for a mate score. The hash is cleared first, so that the score does not depend on earlier searches.
 std::optional<int> score(Judge& judge, const std::vector<std::string>& moves, int depth) {
-    if (!writeLine(judge.process, "ucinewgame") || !ask(judge, "isready", "readyok") || !writeLine(judge.process, positionCommand(moves)) ||
+    if (!writeLine(judge.process, "ucinewgame") || !ask(judge, "isready", "readyok") ||
+        !writeLine(judge.process, positionCommand(moves)) ||
         !writeLine(judge.process, "go depth " + std::to_string(depth)))
         throw std::runtime_error("stockfish stopped answering");
     auto deadline = Clock::now() + std::chrono::minutes(5);
@@ -144,7 +146,7 @@ std::optional<int> score(Judge& judge, const std::vector<std::string>& moves, in
         for (size_t i = 1; i + 2 < words.size(); i++) {
             if (words[i] != "score") continue;
             bool bound = i + 3 < words.size() && (words[i + 3] == "lowerbound" || words[i + 3] == "upperbound");
-            if (bound) break;  // the exact score of the iteration follows
+            if (bound) break; // the exact score of the iteration follows
             mate = words[i + 1] == "mate";
             last = atoi(words[i + 2].c_str());
             break;
@@ -188,8 +190,8 @@ int run(const Config& config) {
     if (!out) throw std::runtime_error("cannot create '" + config.out_path + "'");
     fprintf(out, "# Balanced openings for the match tool (--openings): %d random plies from the start position,\n",
             config.plies);
-    fprintf(out, "# kept where %s at depth %d scores within +-%d centipawns, each position once.\n",
-            judge.name.c_str(), config.depth, config.window);
+    fprintf(out, "# kept where %s at depth %d scores within +-%d centipawns, each position once.\n", judge.name.c_str(),
+            config.depth, config.window);
     fprintf(out, "# %zu kept of %d tried. Made by:\n", kept.size(), tries);
     fprintf(out, "#   build/make_openings --count %d --plies %d --seed %llu --depth %d --window %d%s%s\n", config.count,
             config.plies, (unsigned long long)config.seed, config.depth, config.window,
@@ -209,7 +211,7 @@ int run(const Config& config) {
     return 0;
 }
 
-}  // namespace vireo_openings
+} // namespace vireo_openings
 
 int main(int argc, char** argv) {
     using namespace vireo_openings;

@@ -14,6 +14,4 @@
 
 #include "match/command_line.h"
 
-int main(int argc, char** argv) {
-    return vireo_match::runFromCommandLine(argc, argv);
-}
+int main(int argc, char** argv) { return vireo_match::runFromCommandLine(argc, argv); }

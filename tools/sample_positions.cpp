@@ -87,8 +87,8 @@ constexpr int MAX_MEN = MAX_MODEL_MEN;
 constexpr int MIN_MEN = MIN_MODEL_MEN;
 
 struct Stats {
-    long games = 0, from_lines = 0, from_walks = 0, outside_window = 0, in_check = 0, resolved = 0,
-         unresolved = 0, no_move = 0, too_few = 0, repeated = 0, written = 0;
+    long games = 0, from_lines = 0, from_walks = 0, outside_window = 0, in_check = 0, resolved = 0, unresolved = 0,
+         no_move = 0, too_few = 0, repeated = 0, written = 0;
     long men[MAX_MEN + 1] = {};
 };
 
@@ -101,16 +101,14 @@ struct Sampler {
     FILE* out = nullptr;
     std::set<std::string> seen;
     Stats stats;
-    std::string pending; // the FEN stockfish is searching, empty when idle
-    long wanted = 0;     // positions still to take, before the floor
+    std::string pending;  // the FEN stockfish is searching, empty when idle
+    long wanted = 0;      // positions still to take, before the floor
     bool filling = false; // working toward the floor: every new position counts
 };
 
 Sampler sampler;
 
-uint64_t draw(uint64_t n) {
-    return sampler.rng() % n;
-}
+uint64_t draw(uint64_t n) { return sampler.rng() % n; }
 
 // Reads stockfish's answer for the pending position and writes its line.
 bool finishLabel() {
@@ -126,12 +124,11 @@ bool finishLabel() {
 bool startLabel(const std::string& fen) {
     if (!finishLabel()) return false;
     sampler.pending = fen;
-    return writeLine(sampler.stockfish, "position fen " + fen) && startSearch(sampler.stockfish, sampler.options.label_depth);
+    return writeLine(sampler.stockfish, "position fen " + fen) &&
+           startSearch(sampler.stockfish, sampler.options.label_depth);
 }
 
-bool inCheck() {
-    return curr_ply->player->attacks->checkers != 0;
-}
+bool inCheck() { return curr_ply->player->attacks->checkers != 0; }
 
 // Labels curr_ply, a position the engine met, or the quiet end of the exchange pending in it.
 // False only when stockfish fails.
@@ -368,8 +365,10 @@ bool parseOptions(int argc, char** argv, Options* options) {
     if (options->count < 0 || options->floor < 0 || options->depth < 1 || options->depth > MAX_DEPTH ||
         options->label_depth < 1 || options->per_game < 1 || options->walks < 0 || options->window < 0 ||
         options->opening < 0 || options->opening > 40) {
-        fprintf(stderr, "Need --count, --floor, --walks and --window >= 0, --depth from 1 to %d, --label-depth "
-                        "and --per-game >= 1, --opening from 0 to 40\n", MAX_DEPTH);
+        fprintf(stderr,
+                "Need --count, --floor, --walks and --window >= 0, --depth from 1 to %d, --label-depth "
+                "and --per-game >= 1, --opening from 0 to 40\n",
+                MAX_DEPTH);
         return false;
     }
     return true;
@@ -390,8 +389,9 @@ FILE* detachEngineStreams() {
 
 void printReport(FILE* report, const Stats& s) {
     fprintf(report, "%ld positions from %ld games in %s\n", s.written, s.games, sampler.options.output.c_str());
-    fprintf(report, "%ld from game lines, %ld from walks (%ld outside the window), %ld resolved (%ld could not "
-                    "be), left out: %ld in check, %ld without a move, %ld under 4 men, %ld repeated\n",
+    fprintf(report,
+            "%ld from game lines, %ld from walks (%ld outside the window), %ld resolved (%ld could not "
+            "be), left out: %ld in check, %ld without a move, %ld under 4 men, %ld repeated\n",
             s.from_lines, s.from_walks, s.outside_window, s.resolved, s.unresolved, s.in_check, s.no_move, s.too_few,
             s.repeated);
     fprintf(report, "men:");

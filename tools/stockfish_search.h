@@ -37,9 +37,7 @@ inline bool synchronise(Process& engine) {
 }
 
 // Sends "go depth N".
-inline bool startSearch(Process& engine, int depth) {
-    return writeLine(engine, "go depth " + std::to_string(depth));
-}
+inline bool startSearch(Process& engine, int depth) { return writeLine(engine, "go depth " + std::to_string(depth)); }
 
 // Reads the answer to startSearch up to "bestmove": the score of the last exact info line.
 inline bool finishSearch(Process& engine, SearchResult* result) {
@@ -51,8 +49,8 @@ inline bool finishSearch(Process& engine, SearchResult* result) {
             result->best = line.substr(9, end == std::string::npos ? std::string::npos : end - 9);
             return true;
         }
-        if (!startsWith(line, "info ") ||
-            line.find("lowerbound") != std::string::npos || line.find("upperbound") != std::string::npos)
+        if (!startsWith(line, "info ") || line.find("lowerbound") != std::string::npos ||
+            line.find("upperbound") != std::string::npos)
             continue;
         size_t at = line.find(" score ");
         if (at == std::string::npos) continue;

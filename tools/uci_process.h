@@ -37,7 +37,7 @@ struct Process {
     pid_t pid = -1;
     int to_child = -1;
     int from_child = -1;
-    std::string buffer;  // bytes read but not yet returned as lines
+    std::string buffer; // bytes read but not yet returned as lines
     bool eof = false;
 };
 
@@ -82,7 +82,7 @@ extern "C" inline void killChildrenAndExit(int signal_number) {
             pid_t pid = slot.load();
             if (pid <= 0) continue;
             kill(-pid, SIGKILL);
-            if (waitpid(pid, nullptr, WNOHANG) == 0) any = true;  // not dead yet
+            if (waitpid(pid, nullptr, WNOHANG) == 0) any = true; // not dead yet
             else slot.compare_exchange_strong(pid, 0);
         }
         if (!any) break;
@@ -241,7 +241,7 @@ inline bool startProcess(Process& process, std::vector<std::string> words, bool 
         return false;
     }
     registerChild(pid);
-    if (interrupted) kill(-pid, SIGKILL);  // the signal came while it started: the handler missed it
+    if (interrupted) kill(-pid, SIGKILL); // the signal came while it started: the handler missed it
     process.pid = pid;
     process.to_child = in_pipe[1];
     process.from_child = out_pipe[0];
@@ -260,7 +260,7 @@ inline bool writeLine(Process& process, const std::string& line) {
     while (done < text.size()) {
         ssize_t n = write(process.to_child, text.data() + done, text.size() - done);
         if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) return false;  // EPIPE: the child is gone
+        if (n <= 0) return false; // EPIPE: the child is gone
         done += size_t(n);
     }
     return true;
@@ -289,7 +289,7 @@ inline ReadResult readLine(Process& process, std::string& line, Clock::time_poin
         ssize_t n = read(process.from_child, chunk, sizeof chunk);
         if (n < 0 && errno == EINTR) continue;
         if (n <= 0) {
-            process.eof = true;  // a last line without its newline still counts
+            process.eof = true; // a last line without its newline still counts
             if (!process.buffer.empty()) process.buffer += '\n';
             continue;
         }
@@ -318,7 +318,7 @@ inline void stopProcess(Process& process, const std::string& quit_line = "quit",
     process.to_child = -1;
     if (!waitForExit(process, wait_ms)) kill(-process.pid, SIGKILL);
     waitForExit(process, 2000);
-    kill(-process.pid, SIGKILL);  // helpers the engine may have left running
+    kill(-process.pid, SIGKILL); // helpers the engine may have left running
     // Off the list before it is reaped: once reaped, its id may name someone else's process.
     unregisterChild(process.pid);
     waitpid(process.pid, nullptr, 0);
@@ -365,7 +365,7 @@ inline bool isCoordinateMove(const std::string& text) {
 struct Position {
     std::vector<std::string> legal_moves;
     std::string fen;
-    std::string key;  // stockfish's hash key: equal keys, equal positions for repetition
+    std::string key; // stockfish's hash key: equal keys, equal positions for repetition
     bool in_check = false;
 };
 
@@ -418,4 +418,4 @@ inline bool queryStockfish(Process& process, const std::string& position_command
            readBoard(process, position, deadline);
 }
 
-}  // namespace vireo_tools
+} // namespace vireo_tools

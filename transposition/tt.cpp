@@ -87,13 +87,12 @@ void clearTT() {
     // Nothing was stored since the last clear (every first store raises `used`): the table is still zero.
     // Writing zeros keeps every page in place; handing the pages back to the system instead would
     // make the next search fault them in again.
-    if (transposition.entries && transposition.used) memset(transposition.entries, 0, transposition.count * sizeof(TTEntry));
+    if (transposition.entries && transposition.used)
+        memset(transposition.entries, 0, transposition.count * sizeof(TTEntry));
     transposition.used = 0;
 }
 
-uint64_t hashfull() {
-    return transposition.count ? transposition.used * 1000 / transposition.count : 0;
-}
+uint64_t hashfull() { return transposition.count ? transposition.used * 1000 / transposition.count : 0; }
 
 void setRootPieces(int n) { transposition.root_pieces = n; }
 

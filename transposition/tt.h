@@ -6,7 +6,7 @@
 #pragma pack(push, 1)
 struct TTEntry {
     uint64_t key;
-    uint8_t info;  // entryInfo: the piece count above the bound; 0 marks an empty entry
+    uint8_t info; // entryInfo: the piece count above the bound; 0 marks an empty entry
     uint8_t depth;
     int16_t score;
     uint32_t move;

@@ -45,7 +45,8 @@ constexpr std::array<Bitboard, 64> perSquare(F f) {
 // One bit per rank (0-7), file (8-15), diagonal (16-30) and anti-diagonal (32-46).
 constexpr Bitboard lineMask(int s) {
     int r = s >> 3, f = s & 7;
-    return (Bitboard(1) << r) | (Bitboard(1) << (8 + f)) | (Bitboard(1) << (23 + r - f)) | (Bitboard(1) << (32 + r + f));
+    return (Bitboard(1) << r) | (Bitboard(1) << (8 + f)) | (Bitboard(1) << (23 + r - f)) |
+           (Bitboard(1) << (32 + r + f));
 }
 } // namespace attack_geometry
 

@@ -69,7 +69,7 @@ struct ColourInfo {
     Bitboard far_half;   // the half of the board nearest the enemy's back rank
     Bitboard far_centre; // files c-f on the colour's relative ranks 5 and 6
     int colour;
-    int key_offset[7];   // first Zobrist index of each piece type of this colour
+    int key_offset[7]; // first Zobrist index of each piece type of this colour
 };
 
 struct AttackInfo {
@@ -182,7 +182,7 @@ inline int fileOf(int square) { return square & 7; }
 inline int rankOf(int square) { return square >> 3; }
 
 // Visits the squares of a bitboard from the lowest upwards.
-#define FOR_EACH_SQUARE(square, set) \
+#define FOR_EACH_SQUARE(square, set)                                                \
     for (Bitboard bb_##square = (set); bb_##square; bb_##square &= bb_##square - 1) \
         if (int square = lsb(bb_##square); true)
 

@@ -69,7 +69,8 @@ bool placePieces(Ply* ply, const char* placement, std::string* reason) {
 bool checkMaterial(const Ply* ply, std::string* reason) {
     for (const Side* side : {&ply->black, &ply->white}) {
         const char* name = side == &ply->white ? "white" : "black";
-        if (popcount(side->pieces[KING]) != 1) return fail(reason, std::string(name) + " does not have exactly one king");
+        if (popcount(side->pieces[KING]) != 1)
+            return fail(reason, std::string(name) + " does not have exactly one king");
         if (popcount(side->pieces[0]) > 16) return fail(reason, std::string("more than 16 ") + name + " men");
         if (side->pieces[PAWN] & 0xff000000000000ffULL) return fail(reason, "pawn on the first or last rank");
     }

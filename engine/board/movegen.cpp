@@ -316,7 +316,8 @@ struct Generator {
             // Only captures count here: the pawns that attack a target, found from the targets with
             // the other colour's pawn steps.
             Bitboard t = targets & evasions;
-            Bitboard capturers = white ? ((t >> 9) & ~FILE_H) | ((t >> 7) & ~FILE_A) : ((t << 7) & ~FILE_H) | ((t << 9) & ~FILE_A);
+            Bitboard capturers =
+                white ? ((t >> 9) & ~FILE_H) | ((t >> 7) & ~FILE_A) : ((t << 7) & ~FILE_H) | ((t << 9) & ~FILE_A);
             pawns &= capturers;
         }
         FOR_EACH_SQUARE(from, pawns) {
@@ -340,8 +341,15 @@ struct Generator {
 namespace {
 template <int mode>
 void generate(Ply* ply) {
-    Generator<mode> g{ply, ply->player, ply->opponent, ply->player->attacks, ply->opponent->attacks,
-                      ply->player->king, ply->opponent->king, ply->moves, 0};
+    Generator<mode> g{ply,
+                      ply->player,
+                      ply->opponent,
+                      ply->player->attacks,
+                      ply->opponent->attacks,
+                      ply->player->king,
+                      ply->opponent->king,
+                      ply->moves,
+                      0};
     g.run();
     ply->generated = g.n;
 }
@@ -358,8 +366,15 @@ void generateMoves(int mode) {
 
 int countMoves() {
     Ply* ply = curr_ply;
-    Generator<GEN_COUNT> g{ply, ply->player, ply->opponent, ply->player->attacks, ply->opponent->attacks,
-                           ply->player->king, ply->opponent->king, nullptr, 0};
+    Generator<GEN_COUNT> g{ply,
+                           ply->player,
+                           ply->opponent,
+                           ply->player->attacks,
+                           ply->opponent->attacks,
+                           ply->player->king,
+                           ply->opponent->king,
+                           nullptr,
+                           0};
     g.run();
     return g.n;
 }

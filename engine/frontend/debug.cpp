@@ -38,10 +38,8 @@ void debugCommand() {
     } else {
         s = evaluate(curr_ply);
     }
-    if (isMateScore(s))
-        printf("%s [%i half-moves]", scoreText(s).c_str(), MATE - std::abs(s));
-    else
-        printf("%s", scoreText(s).c_str());
+    if (isMateScore(s)) printf("%s [%i half-moves]", scoreText(s).c_str(), MATE - std::abs(s));
+    else printf("%s", scoreText(s).c_str());
     printf("\n\n");
     generateMoves(GEN_ALL);
     printf("%i legal moves:\n", curr_ply->generated);

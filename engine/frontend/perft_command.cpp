@@ -8,9 +8,7 @@
 // Deeper counts would not fit on the ply stack beside the game history.
 constexpr int MAX_PERFT_DEPTH = 64;
 
-uint64_t speedOf(uint64_t nodes, uint64_t ms) {
-    return ms ? nodes / ms * 1000 : 0;
-}
+uint64_t speedOf(uint64_t nodes, uint64_t ms) { return ms ? nodes / ms * 1000 : 0; }
 
 void printSpeedReport(uint64_t nodes, uint64_t ms) {
     uint64_t speed = speedOf(nodes, ms);

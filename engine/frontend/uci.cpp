@@ -80,7 +80,6 @@ bool executeCommand(const char* line) {
 
 // End of input ends the engine like "quit".
 void commandLoop() {
-    while (readCommand() && executeCommand(input)) {
-    }
+    while (readCommand() && executeCommand(input)) {}
     quitEngine();
 }

@@ -20,7 +20,8 @@ const int futility_margin[3] = {0, 200, 500};
 void initReductions() {
     memset(reductions, 0, sizeof reductions);
     for (int r = 1; r < 64; r++)
-        for (int n = 1; n < 64; n++) reductions[r][n] = uint8_t(std::log(double(n)) * (std::log(double(r)) * REDUCTION_SCALE));
+        for (int n = 1; n < 64; n++)
+            reductions[r][n] = uint8_t(std::log(double(n)) * (std::log(double(r)) * REDUCTION_SCALE));
 }
 
 namespace {
@@ -303,8 +304,8 @@ int alphaBeta(int ply, int horizon, int alpha, int beta, uint32_t in_check) {
 
     // 14. The move loop.
     Move best_move = 0;
-    int bestEval = searchMoves(Node{node, ply, remaining, alpha, beta, root, null_window, prune, eval}, child_horizon,
-                               &best_move);
+    int bestEval =
+        searchMoves(Node{node, ply, remaining, alpha, beta, root, null_window, prune, eval}, child_horizon, &best_move);
     if (search.stop) return 0;
 
     // 15. Store the result with the bounds the node was called with.

@@ -94,9 +94,7 @@ void initPicker(MovePicker* picker, int ply, int horizon, uint32_t in_check, Mov
 Move nextMove(MovePicker* picker) {
     Ply* ply = curr_ply;
     switch (picker->stage) {
-    case 0:
-        picker->stage = 1;
-        return picker->tt_move;
+    case 0: picker->stage = 1; return picker->tt_move;
     case 1:
         generateMoves(int(picker->gen_mode));
         if (picker->tt_move) {
@@ -120,7 +118,6 @@ Move nextMove(MovePicker* picker) {
         VIREO_ASSERT(index >= 0 && index < curr_ply->generated);
         return selectMove<ORDER_PLAIN>(index);
     }
-    default:
-        return 0;
+    default: return 0;
     }
 }

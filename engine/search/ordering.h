@@ -5,10 +5,10 @@
 #include <utility>
 #include "../board/board.h"
 
-extern int32_t history[2][8][64];   // colour to move, 7 - moving piece, to square
-extern uint64_t root_nodes[4096];   // nodes spent below each root move, by from and to squares
+extern int32_t history[2][8][64]; // colour to move, 7 - moving piece, to square
+extern uint64_t root_nodes[4096]; // nodes spent below each root move, by from and to squares
 extern uint8_t centre[64];
-extern uint8_t centrality[4096];    // by from and to squares: central targets first, then outlying origins
+extern uint8_t centrality[4096]; // by from and to squares: central targets first, then outlying origins
 
 void initCentrality();
 

@@ -12,10 +12,8 @@ SearchRecord search;
 
 std::string scoreText(int score) {
     char text[32];
-    if (isMateScore(score))
-        snprintf(text, sizeof text, "score mate %i ", mateInMoves(score));
-    else
-        snprintf(text, sizeof text, "score cp %i ", score);
+    if (isMateScore(score)) snprintf(text, sizeof text, "score mate %i ", mateInMoves(score));
+    else snprintf(text, sizeof text, "score cp %i ", score);
     return text;
 }
 
@@ -30,9 +28,7 @@ bool drawByRule() {
 }
 
 namespace {
-void refreshNps() {
-    search.nps = search.elapsed ? search.nodes / search.elapsed * 1000 : 0;
-}
+void refreshNps() { search.nps = search.elapsed ? search.nodes / search.elapsed * 1000 : 0; }
 } // namespace
 
 void checkTimeNow() {
@@ -46,8 +42,8 @@ void checkTimeNow() {
         refreshNps();
         printf("info depth %i currmove %s currmovenumber %i time %llu nodes %llu nps %llu hashfull %i\n",
                search.curr_depth, uciMoveText(search.currmove).c_str(), search.currmovenumber,
-               (unsigned long long)search.elapsed, (unsigned long long)search.nodes,
-               (unsigned long long)search.nps, int(hashfull()));
+               (unsigned long long)search.elapsed, (unsigned long long)search.nodes, (unsigned long long)search.nps,
+               int(hashfull()));
     }
 }
 

@@ -33,9 +33,7 @@ struct SearchRecord {
 
 extern SearchRecord search;
 
-inline bool isMateScore(int s) {
-    return (s >= MATE_BOUND || s <= -MATE_BOUND) && s != INFINITE && s != -INFINITE;
-}
+inline bool isMateScore(int s) { return (s >= MATE_BOUND || s <= -MATE_BOUND) && s != INFINITE && s != -INFINITE; }
 
 // Moves to mate for a mate score: positive when the side to move mates, negative when it is mated.
 inline int mateInMoves(int score) { return score > 0 ? (MATE + 1 - score) / 2 : -((score + MATE + 1) / 2); }

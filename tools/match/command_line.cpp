@@ -118,7 +118,7 @@ bool enginesStart(const MatchConfig& config) {
     return true;
 }
 
-}  // namespace
+} // namespace
 
 bool parseTimeControl(const std::string& text, int64_t& base_ms, int64_t& increment_ms) {
     char* end = nullptr;
@@ -151,7 +151,8 @@ std::string parseArguments(const std::vector<std::string>& args, MatchConfig& co
         std::string error = setOption(a, v, config, games_given);
         if (!error.empty()) return error;
     }
-    if (config.engines[0].command.empty() || config.engines[1].command.empty()) return "both --engine1 and --engine2 are needed";
+    if (config.engines[0].command.empty() || config.engines[1].command.empty())
+        return "both --engine1 and --engine2 are needed";
     if (config.sprt && !games_given) config.games = 20000;
     return "";
 }
@@ -190,4 +191,4 @@ int runFromCommandLine(int argc, char** argv) {
     return interrupted ? 128 + interrupt_signal : 0;
 }
 
-}  // namespace vireo_match
+} // namespace vireo_match

@@ -19,4 +19,4 @@ std::string parseArguments(const std::vector<std::string>& args, MatchConfig& co
 // start, 2 when the match cannot go on, 128 + the signal number when interrupted.
 int runFromCommandLine(int argc, char** argv);
 
-}  // namespace vireo_match
+} // namespace vireo_match

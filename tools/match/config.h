@@ -11,8 +11,8 @@ namespace vireo_match {
 
 struct EngineConfig {
     std::string command;
-    std::vector<std::pair<std::string, std::string>> options;  // UCI option name, value
-    std::string name;                                          // display name; empty: the engine's "id name"
+    std::vector<std::pair<std::string, std::string>> options; // UCI option name, value
+    std::string name;                                         // display name; empty: the engine's "id name"
 };
 
 struct MatchConfig {
@@ -28,16 +28,16 @@ struct MatchConfig {
     std::string referee = "/usr/games/stockfish";
     std::string pgn_path;
     std::string log_path;
-    int max_plies = 300;          // the game is adjudicated a draw when it reaches this many plies
-    int64_t tolerance_ms = 50;    // a move this much past the flag still counts (reported as "late")
-    int64_t grace_ms = 2000;      // how long past the flag we wait for a bestmove before calling it a hang
-    int64_t startup_ms = 10000;   // for "uciok" and "readyok"
-    int resign_cp = 0;            // score adjudication: both engines agree on at least this many centipawns
-    int resign_moves = 0;         //   for this many moves each; 0 switches it off
-    bool sprt = false;            // stop once a sequential test between two Elo differences decides
+    int max_plies = 300;        // the game is adjudicated a draw when it reaches this many plies
+    int64_t tolerance_ms = 50;  // a move this much past the flag still counts (reported as "late")
+    int64_t grace_ms = 2000;    // how long past the flag we wait for a bestmove before calling it a hang
+    int64_t startup_ms = 10000; // for "uciok" and "readyok"
+    int resign_cp = 0;          // score adjudication: both engines agree on at least this many centipawns
+    int resign_moves = 0;       //   for this many moves each; 0 switches it off
+    bool sprt = false;          // stop once a sequential test between two Elo differences decides
     double sprt_elo0 = 0, sprt_elo1 = 0;
     bool show_stderr = false;
     bool quiet = false;
 };
 
-}  // namespace vireo_match
+} // namespace vireo_match

@@ -141,16 +141,14 @@ void awaitBestMove(Engine& engine, int game, Clock::time_point start, Clock::tim
     }
 }
 
-}  // namespace
+} // namespace
 
 bool openTrafficLog(const std::string& path) {
     traffic_log = openFile(path, "w");
     return traffic_log != nullptr;
 }
 
-std::string engineLabel(const Engine& engine) {
-    return "engine" + std::to_string(engine.index + 1);
-}
+std::string engineLabel(const Engine& engine) { return "engine" + std::to_string(engine.index + 1); }
 
 bool startEngine(Engine& engine, const MatchConfig& config, int game, std::string& error, bool& crashed) {
     const EngineConfig& ec = config.engines[engine.index];
@@ -172,7 +170,8 @@ bool startEngine(Engine& engine, const MatchConfig& config, int game, std::strin
             ok = ok && sendToEngine(engine, game, "setoption name " + name + " value " + value);
         }
         options_checked[engine.index] = true;
-        ok = ok && sendToEngine(engine, game, "isready") && expectLine(engine, game, "readyok", config.startup_ms, error);
+        ok = ok && sendToEngine(engine, game, "isready") &&
+             expectLine(engine, game, "readyok", config.startup_ms, error);
     }
     if (!ok) {
         stopFailedEngine(engine, "during start-up", error, crashed);
@@ -186,14 +185,12 @@ bool startEngine(Engine& engine, const MatchConfig& config, int game, std::strin
 bool prepareEngine(Engine& engine, const MatchConfig& config, int game, std::string& error, bool& crashed) {
     if (engine.process.pid > 0) {
         if (startNewGame(engine, config, game, error, crashed)) return true;
-        error.clear();  // it misbehaves: try once more from scratch
+        error.clear(); // it misbehaves: try once more from scratch
     }
     return startEngine(engine, config, game, error, crashed) && startNewGame(engine, config, game, error, crashed);
 }
 
-void stopEngine(Engine& engine) {
-    stopProcess(engine.process);
-}
+void stopEngine(Engine& engine) { stopProcess(engine.process); }
 
 EngineAnswer askMove(Engine& engine, int game, const std::vector<std::string>& moves, const int64_t clock_us[2],
                      bool white_to_move, int white, const MatchConfig& config) {
@@ -220,9 +217,10 @@ EngineAnswer askMove(Engine& engine, int game, const std::vector<std::string>& m
 std::string formatScore(const EngineAnswer& answer) {
     if (!answer.have_score) return "";
     char text[32];
-    if (answer.score_is_mate) snprintf(text, sizeof text, "%sM%d", answer.mate_in > 0 ? "+" : "-", std::abs(answer.mate_in));
+    if (answer.score_is_mate)
+        snprintf(text, sizeof text, "%sM%d", answer.mate_in > 0 ? "+" : "-", std::abs(answer.mate_in));
     else snprintf(text, sizeof text, "%+.2f", answer.score_cp / 100.0);
     return std::string(text) + "/" + std::to_string(answer.depth) + " ";
 }
 
-}  // namespace vireo_match
+} // namespace vireo_match

@@ -15,8 +15,8 @@ namespace vireo_match {
 using namespace vireo_tools;
 
 struct Engine {
-    explicit Engine(int index) : index(index) {}  // no default: the index picks the engine's configuration
-    int index;  // 0 for engine 1, 1 for engine 2
+    explicit Engine(int index) : index(index) {} // no default: the index picks the engine's configuration
+    int index;                                   // 0 for engine 1, 1 for engine 2
     Process process;
     std::string name;
     std::set<std::string> advertised_options;
@@ -43,10 +43,10 @@ void stopEngine(Engine& engine);
 struct EngineAnswer {
     enum Kind { Move, Crash, Hang, Garbage } kind = Hang;
     std::string move;
-    std::string text;        // the offending line for Garbage
+    std::string text; // the offending line for Garbage
     int64_t elapsed_us = 0;
     bool have_score = false;
-    int score_cp = 0;        // from the mover's view; mates as +-(100000 - plies)
+    int score_cp = 0; // from the mover's view; mates as +-(100000 - plies)
     bool score_is_mate = false;
     int mate_in = 0;
     int depth = 0;
@@ -60,4 +60,4 @@ EngineAnswer askMove(Engine& engine, int game, const std::vector<std::string>& m
 // The last score and depth for the PGN comment, e.g. "+0.25/12 "; empty without a score.
 std::string formatScore(const EngineAnswer& answer);
 
-}  // namespace vireo_match
+} // namespace vireo_match

@@ -15,15 +15,15 @@ void settle(GameRecord& game, const std::string& result, const std::string& endi
     game.unfinished = vireo_tools::interrupted;
 }
 
-}  // namespace
+} // namespace
 
 const char* faultName(Fault f) {
     switch (f) {
-        case Fault::Illegal: return "illegal move";
-        case Fault::Crash: return "crash";
-        case Fault::Protocol: return "protocol error";
-        case Fault::TimeLoss: return "time loss";
-        case Fault::Late: return "late move within tolerance";
+    case Fault::Illegal: return "illegal move";
+    case Fault::Crash: return "crash";
+    case Fault::Protocol: return "protocol error";
+    case Fault::TimeLoss: return "time loss";
+    case Fault::Late: return "late move within tolerance";
     }
     return "?";
 }
@@ -48,4 +48,4 @@ std::string describeGame(const GameRecord& game) {
            "  " + game.result + "  {" + game.reason + "}  " + std::to_string(game.moves.size()) + " plies";
 }
 
-}  // namespace vireo_match
+} // namespace vireo_match

@@ -14,7 +14,7 @@ const char* faultName(Fault f);
 
 struct Incident {
     int game = 0;
-    int engine = 0;  // 0 or 1
+    int engine = 0; // 0 or 1
     Fault fault = Fault::Crash;
     std::string detail;
 };
@@ -27,10 +27,10 @@ struct GameRecord {
     std::vector<std::string> san;
     std::vector<std::string> comments;
     size_t opening_plies = 0;
-    std::string result = "*";  // "1-0", "0-1", "1/2-1/2"
-    std::string ending;                  // kind of ending for the summary, e.g. "checkmate", "time loss"
-    std::string reason;                  // the same for this game in words
-    std::string termination = "normal";  // PGN Termination tag
+    std::string result = "*";           // "1-0", "0-1", "1/2-1/2"
+    std::string ending;                 // kind of ending for the summary, e.g. "checkmate", "time loss"
+    std::string reason;                 // the same for this game in words
+    std::string termination = "normal"; // PGN Termination tag
     std::vector<Incident> incidents;
     // The match was interrupted before the result was settled: the engines were killed under the
     // players, so the result says nothing and the game is not counted.
@@ -49,4 +49,4 @@ void draw(GameRecord& game, const std::string& ending, const std::string& reason
 // "Game 3: A - B  1-0  {White mates}  57 plies", the line printed when a game ends.
 std::string describeGame(const GameRecord& game);
 
-}  // namespace vireo_match
+} // namespace vireo_match

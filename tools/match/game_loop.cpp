@@ -15,12 +15,12 @@ namespace {
 // What the loop carries from move to move.
 struct GameState {
     GameRecord game;
-    Position position;  // the referee's account of the position reached
+    Position position; // the referee's account of the position reached
     // By engine index, in microseconds so that rounding does not add up over a long game.
     int64_t clock_us[2] = {0, 0};
     // The engines' scores from White's view, for the score adjudication; none for book moves.
     std::vector<std::optional<int>> white_scores;
-    std::map<std::string, int> seen;  // repetition keys of the positions reached
+    std::map<std::string, int> seen; // repetition keys of the positions reached
 
     bool whiteToMove() const { return game.moves.size() % 2 == 0; }
     int mover() const { return whiteToMove() ? game.white : 1 - game.white; }
@@ -35,7 +35,8 @@ bool prepareEngines(Worker& worker, const MatchConfig& config, GameRecord& game)
         bool crashed = false;
         if (!prepareEngine(worker.engines[e], config, game.number, error, crashed)) {
             failed[e] = true;
-            game.incidents.push_back({game.number, e, crashed ? Fault::Crash : Fault::Protocol, "at game start: " + error});
+            game.incidents.push_back(
+                {game.number, e, crashed ? Fault::Crash : Fault::Protocol, "at game start: " + error});
             stopEngine(worker.engines[e]);
         }
         game.names[e] = worker.engines[e].name.empty() ? config.engines[e].command : worker.engines[e].name;
@@ -61,8 +62,7 @@ bool endedByRules(GameState& state, const MatchConfig& config) {
         if (position.in_check)
             lose(game, state.mover(), "checkmate", (state.whiteToMove() ? "Black" : "White") + std::string(" mates"),
                  "normal");
-        else
-            draw(game, "stalemate", "stalemate");
+        else draw(game, "stalemate", "stalemate");
     } else if (insufficientMaterial(position.fen)) {
         draw(game, "insufficient material", "insufficient material");
     } else if (state.seen[repetitionKey(position.fen)] >= 3) {
@@ -150,10 +150,8 @@ bool engineMove(Worker& worker, GameState& state, const MatchConfig& config, std
     char seconds[32];
     snprintf(seconds, sizeof seconds, "%.3fs", answer.elapsed_us / 1e6);
     comment = formatScore(answer) + seconds;
-    if (answer.have_score)
-        state.white_scores.push_back(state.whiteToMove() ? answer.score_cp : -answer.score_cp);
-    else
-        state.white_scores.push_back(std::nullopt);
+    if (answer.have_score) state.white_scores.push_back(state.whiteToMove() ? answer.score_cp : -answer.score_cp);
+    else state.white_scores.push_back(std::nullopt);
     return true;
 }
 
@@ -192,7 +190,7 @@ bool adjudicatedByScores(GameState& state, const MatchConfig& config) {
     return false;
 }
 
-}  // namespace
+} // namespace
 
 GameRecord playGame(Worker& worker, const MatchConfig& config, int number, const std::vector<std::string>& opening,
                     int white) {
@@ -220,4 +218,4 @@ GameRecord playGame(Worker& worker, const MatchConfig& config, int number, const
     return state.game;
 }
 
-}  // namespace vireo_match
+} // namespace vireo_match

@@ -23,4 +23,4 @@ struct Worker {
 GameRecord playGame(Worker& worker, const MatchConfig& config, int number, const std::vector<std::string>& opening,
                     int white);
 
-}  // namespace vireo_match
+} // namespace vireo_match

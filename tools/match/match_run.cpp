@@ -25,7 +25,7 @@ struct MatchInProgress {
     MatchInProgress(const MatchConfig& config, MatchResult& match) : config(config), match(match) {}
     const MatchConfig& config;
     MatchResult& match;
-    std::vector<Opening> listed;  // empty: random openings
+    std::vector<Opening> listed; // empty: random openings
     FILE* pgn = nullptr;
     std::atomic<int> next_game{0};
     std::mutex mutex;
@@ -121,7 +121,7 @@ void playGames(MatchInProgress& run) {
     stopProcess(worker.referee.process);
 }
 
-}  // namespace
+} // namespace
 
 MatchResult runMatch(const MatchConfig& config) {
     MatchResult match;
@@ -148,4 +148,4 @@ MatchResult runMatch(const MatchConfig& config) {
     return match;
 }
 
-}  // namespace vireo_match
+} // namespace vireo_match

@@ -12,9 +12,9 @@
 namespace vireo_match {
 
 struct MatchResult {
-    std::vector<GameRecord> games;  // by game number - 1; games never started or not finished keep number 0
+    std::vector<GameRecord> games; // by game number - 1; games never started or not finished keep number 0
     std::string names[2];
-    int wins = 0, draws = 0, losses = 0;  // engine 1's view
+    int wins = 0, draws = 0, losses = 0; // engine 1's view
     // With the sequential test: the complete pairs, the LLR over them, and the decision that stopped
     // the match. Games still in flight at the decision count too, so the final LLR may have moved on.
     PairCounts pairs{};
@@ -27,4 +27,4 @@ struct MatchResult {
 // interrupted (vireo_tools::interrupted) it starts no game and returns what was finished.
 MatchResult runMatch(const MatchConfig& config);
 
-}  // namespace vireo_match
+} // namespace vireo_match

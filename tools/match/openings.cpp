@@ -29,7 +29,7 @@ std::vector<std::string> usableOpening(const std::vector<std::string>& moves, Re
     return played;
 }
 
-}  // namespace
+} // namespace
 
 std::vector<std::vector<std::string>> readOpenings(const std::string& path, Referee& referee) {
     std::ifstream file(path);
@@ -60,4 +60,4 @@ std::vector<std::string> randomOpening(Referee& referee, uint64_t seed, int pair
     }
 }
 
-}  // namespace vireo_match
+} // namespace vireo_match

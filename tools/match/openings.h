@@ -18,4 +18,4 @@ std::vector<std::vector<std::string>> readOpenings(const std::string& path, Refe
 // openings do not depend on the order in which parallel games finish.
 std::vector<std::string> randomOpening(Referee& referee, uint64_t seed, int pair, int plies);
 
-}  // namespace vireo_match
+} // namespace vireo_match

@@ -55,10 +55,10 @@ std::string pgnMovetext(const GameRecord& game) {
     return movetext + line + "\n\n";
 }
 
-}  // namespace
+} // namespace
 
 std::string pgnGame(const GameRecord& game, const MatchConfig& config) {
     return pgnTags(game, config) + pgnMovetext(game);
 }
 
-}  // namespace vireo_match
+} // namespace vireo_match

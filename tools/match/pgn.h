@@ -12,4 +12,4 @@ namespace vireo_match {
 // reason it ended.
 std::string pgnGame(const GameRecord& game, const MatchConfig& config);
 
-}  // namespace vireo_match
+} // namespace vireo_match

@@ -40,4 +40,4 @@ Position queryPosition(Referee& referee, const std::vector<std::string>& moves) 
     }
 }
 
-}  // namespace vireo_match
+} // namespace vireo_match

@@ -25,4 +25,4 @@ bool startReferee(Referee& referee, std::string& error);
 // that gives no usable answer is restarted once, after that the match cannot go on (runtime_error).
 Position queryPosition(Referee& referee, const std::vector<std::string>& moves);
 
-}  // namespace vireo_match
+} // namespace vireo_match

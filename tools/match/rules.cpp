@@ -23,9 +23,7 @@ std::string boardFromFen(const std::string& fen) {
     return board;
 }
 
-int squareOf(const std::string& text) {
-    return (text[1] - '1') * 8 + (text[0] - 'a');
-}
+int squareOf(const std::string& text) { return (text[1] - '1') * 8 + (text[0] - 'a'); }
 
 std::string repetitionKey(const std::string& fen) {
     auto words = vireo_tools::splitWords(fen);
@@ -37,17 +35,24 @@ std::string repetitionKey(const std::string& fen) {
 bool insufficientMaterial(const std::string& fen) {
     std::string board = boardFromFen(fen);
     int minors = 0, knights = 0;
-    int bishop_square_colours = 0;  // bit 0: a dark-square bishop, bit 1: a light-square bishop
+    int bishop_square_colours = 0; // bit 0: a dark-square bishop, bit 1: a light-square bishop
     for (int sq = 0; sq < 64; sq++) {
         char c = board[size_t(sq)];
         switch (c) {
-            case '.': case 'k': case 'K': break;
-            case 'n': case 'N': knights++; minors++; break;
-            case 'b': case 'B':
-                minors++;
-                bishop_square_colours |= ((sq / 8 + sq % 8) % 2 == 0) ? 1 : 2;
-                break;
-            default: return false;  // pawn, rook or queen
+        case '.':
+        case 'k':
+        case 'K': break;
+        case 'n':
+        case 'N':
+            knights++;
+            minors++;
+            break;
+        case 'b':
+        case 'B':
+            minors++;
+            bishop_square_colours |= ((sq / 8 + sq % 8) % 2 == 0) ? 1 : 2;
+            break;
+        default: return false; // pawn, rook or queen
         }
     }
     if (minors <= 1) return true;
@@ -78,7 +83,7 @@ std::string pieceWithOrigin(const vireo_tools::Position& before, const std::stri
     return san;
 }
 
-}  // namespace
+} // namespace
 
 std::string sanMove(const vireo_tools::Position& before, const std::string& move, const vireo_tools::Position& after) {
     std::string board = boardFromFen(before.fen);
@@ -89,7 +94,7 @@ std::string sanMove(const vireo_tools::Position& before, const std::string& move
     if (piece == 'K' && std::abs(from % 8 - to % 8) == 2) {
         san = (to % 8 == 6) ? "O-O" : "O-O-O";
     } else if (piece == 'P') {
-        if (from % 8 != to % 8) san = std::string(1, move[0]) + "x";  // en passant lands on an empty square
+        if (from % 8 != to % 8) san = std::string(1, move[0]) + "x"; // en passant lands on an empty square
         san += move.substr(2, 2);
         if (move.size() == 5) san += std::string("=") + char(toupper(move[4]));
     } else {
@@ -101,4 +106,4 @@ std::string sanMove(const vireo_tools::Position& before, const std::string& move
     return san;
 }
 
-}  // namespace vireo_match
+} // namespace vireo_match

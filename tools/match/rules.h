@@ -25,4 +25,4 @@ bool insufficientMaterial(const std::string& fen);
 // what the referee said about the position after it.
 std::string sanMove(const vireo_tools::Position& before, const std::string& move, const vireo_tools::Position& after);
 
-}  // namespace vireo_match
+} // namespace vireo_match

@@ -10,12 +10,10 @@
 namespace vireo_match {
 
 double eloFromScore(double s) {
-    return -400.0 * std::log10(1.0 / s - 1.0) + 0.0;  // + 0.0 turns -0 into 0 for printing
+    return -400.0 * std::log10(1.0 / s - 1.0) + 0.0; // + 0.0 turns -0 into 0 for printing
 }
 
-double scoreFromElo(double elo) {
-    return 1.0 / (1.0 + std::pow(10.0, -elo / 400.0));
-}
+double scoreFromElo(double elo) { return 1.0 / (1.0 + std::pow(10.0, -elo / 400.0)); }
 
 EloEstimate estimateElo(int wins, int draws, int losses) {
     EloEstimate e;
@@ -51,9 +49,9 @@ std::string formatElo(const EloEstimate& e) {
 namespace {
 
 struct PairMoments {
-    double pairs = 0;     // number of complete pairs
-    double mean = 0.5;    // score per game
-    double variance = 0;  // of one pair's score per game
+    double pairs = 0;    // number of complete pairs
+    double mean = 0.5;   // score per game
+    double variance = 0; // of one pair's score per game
 };
 
 PairMoments pairMoments(const PairCounts& counts) {
@@ -89,24 +87,20 @@ double divergenceFromMean(const double p[5], double s) {
     return divergence;
 }
 
-}  // namespace
+} // namespace
 
 const char* decisionName(SprtDecision d) {
     switch (d) {
-        case SprtDecision::None: return "no decision yet";
-        case SprtDecision::H0: return "H0 accepted";
-        case SprtDecision::H1: return "H1 accepted";
+    case SprtDecision::None: return "no decision yet";
+    case SprtDecision::H0: return "H0 accepted";
+    case SprtDecision::H1: return "H1 accepted";
     }
     return "?";
 }
 
-double sprtLowerBound() {
-    return std::log(SPRT_BETA / (1 - SPRT_ALPHA));
-}
+double sprtLowerBound() { return std::log(SPRT_BETA / (1 - SPRT_ALPHA)); }
 
-double sprtUpperBound() {
-    return std::log((1 - SPRT_BETA) / SPRT_ALPHA);
-}
+double sprtUpperBound() { return std::log((1 - SPRT_BETA) / SPRT_ALPHA); }
 
 // An outcome not seen yet counts as 0.001 pair (as fishtest does), so that every outcome stays possible.
 double sprtLlr(const PairCounts& counts, double elo0, double elo1) {
@@ -137,7 +131,10 @@ EloEstimate pairElo(const PairCounts& counts) {
     // Pairs that all came out alike say nothing yet about the spread: no error bar then.
     bool spread = deviation > 0 && low > 0 && high < 1;
     e.margin = spread ? (eloFromScore(high) - eloFromScore(low)) / 2 : std::nan("");
-    e.los = deviation > 0 ? 0.5 * (1 + std::erf((s - 0.5) / (deviation * std::sqrt(2.0)))) : (s > 0.5 ? 1 : s < 0.5 ? 0 : 0.5);
+    e.los = deviation > 0 ? 0.5 * (1 + std::erf((s - 0.5) / (deviation * std::sqrt(2.0))))
+                          : (s > 0.5   ? 1
+                             : s < 0.5 ? 0
+                                       : 0.5);
     return e;
 }
 
@@ -156,4 +153,4 @@ bool parseSprt(const std::string& text, double& elo0, double& elo1) {
     return true;
 }
 
-}  // namespace vireo_match
+} // namespace vireo_match

@@ -21,10 +21,10 @@ double eloFromScore(double s);
 double scoreFromElo(double elo);
 
 struct EloEstimate {
-    double score = 0.5;   // fraction of the points
-    double elo = 0;       // NaN when the score is 0 or 1
-    double margin = 0;    // half width of the 95% interval, NaN when it reaches 0 or 1
-    double los = 0.5;     // likelihood of superiority from wins and losses
+    double score = 0.5; // fraction of the points
+    double elo = 0;     // NaN when the score is 0 or 1
+    double margin = 0;  // half width of the 95% interval, NaN when it reaches 0 or 1
+    double los = 0.5;   // likelihood of superiority from wins and losses
 };
 
 // From single games, as counted by engine 1.
@@ -58,4 +58,4 @@ EloEstimate pairElo(const PairCounts& counts);
 // "elo0,elo1": two finite Elo differences, the first below the second, neither beyond 1000.
 bool parseSprt(const std::string& text, double& elo0, double& elo1);
 
-}  // namespace vireo_match
+} // namespace vireo_match

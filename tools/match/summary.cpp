@@ -14,9 +14,11 @@ void printSequentialTest(FILE* out, const MatchResult& match, const MatchConfig&
     for (int c : match.pairs) pairs += c;
     EloEstimate pe = pairElo(match.pairs);
     fprintf(out, "SPRT elo0 %g, elo1 %g: LLR %.2f (%.2f, %.2f), %s after %d games (%d pairs)\n", config.sprt_elo0,
-            config.sprt_elo1, match.llr, sprtLowerBound(), sprtUpperBound(), decisionName(match.decision), games, pairs);
-    fprintf(out, "Pairs by points 0 1/2 1 3/2 2: %d %d %d %d %d; Elo from pairs %s (95%%), LOS %.1f%%\n", match.pairs[0],
-            match.pairs[1], match.pairs[2], match.pairs[3], match.pairs[4], formatElo(pe).c_str(), 100.0 * pe.los);
+            config.sprt_elo1, match.llr, sprtLowerBound(), sprtUpperBound(), decisionName(match.decision), games,
+            pairs);
+    fprintf(out, "Pairs by points 0 1/2 1 3/2 2: %d %d %d %d %d; Elo from pairs %s (95%%), LOS %.1f%%\n",
+            match.pairs[0], match.pairs[1], match.pairs[2], match.pairs[3], match.pairs[4], formatElo(pe).c_str(),
+            100.0 * pe.los);
 }
 
 void printEndings(FILE* out, const MatchResult& match) {
@@ -46,7 +48,7 @@ void printFaults(FILE* out, const MatchResult& match) {
     }
 }
 
-}  // namespace
+} // namespace
 
 void printSummary(FILE* out, const MatchResult& match, const MatchConfig& config) {
     int n = match.wins + match.draws + match.losses;
@@ -61,4 +63,4 @@ void printSummary(FILE* out, const MatchResult& match, const MatchConfig& config
     printFaults(out, match);
 }
 
-}  // namespace vireo_match
+} // namespace vireo_match

@@ -12,4 +12,4 @@ namespace vireo_match {
 // played (games never started or left unfinished are not in it).
 void printSummary(FILE* out, const MatchResult& match, const MatchConfig& config);
 
-}  // namespace vireo_match
+} // namespace vireo_match
