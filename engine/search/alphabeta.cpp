@@ -137,6 +137,9 @@ Move selectRootMove(int i) {
 }
 
 void recordRootBest(Move best_move, int score) {
+    // A new best move in the iteration is a reason to think longer about it.
+    if (VIREO_EXTEND == EXTEND_WHEN_UNSTABLE && search.bestmove && best_move != search.bestmove)
+        search.extension_allowed = 1;
     search.score = score;
     search.bestmove = best_move;
 }

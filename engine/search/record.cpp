@@ -33,7 +33,14 @@ void refreshNps() { search.nps = search.elapsed ? search.nodes / search.elapsed 
 
 void checkTimeNow() {
     search.elapsed = clockMs() - search.start;
-    if (search.limit != LIMIT_DEPTH && search.elapsed >= search.movetime) search.stop = 1;
+    if (search.limit != LIMIT_DEPTH && search.elapsed >= search.movetime) {
+        if (search.extension_allowed && !search.extended && 4 * search.movetime <= search.reserve) {
+            search.movetime *= 2;
+            search.extended = 1;
+        } else {
+            search.stop = 1;
+        }
+    }
     // Any line at all ends the search; the command loop reads it afterwards.
     if (inputWaiting()) search.stop = 1;
     // A search that waits for "stop" cannot get one once input has ended (a GUI that crashed).

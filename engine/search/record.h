@@ -29,9 +29,20 @@ struct SearchRecord {
     uint64_t nodes;
     uint64_t nps;
     uint32_t infinite; // "go infinite": only a line can end it, so the end of input ends it too
+    // The time extension: while `extension_allowed` is set, a time check that finds the allotted time
+    // used up doubles `movetime` once (only while 4 x movetime <= reserve) instead of stopping, and
+    // raises `extended`, after which the driver ends the search with the iteration in progress.
+    uint32_t extension_allowed;
+    uint32_t extended;
 };
 
 extern SearchRecord search;
+
+// When the time check may double the allotted time once instead of stopping.
+enum { EXTEND_NEVER, EXTEND_ALWAYS, EXTEND_WHEN_UNSTABLE };
+#ifndef VIREO_EXTEND
+#define VIREO_EXTEND EXTEND_NEVER
+#endif
 
 inline bool isMateScore(int s) { return (s >= MATE_BOUND || s <= -MATE_BOUND) && s != INFINITE && s != -INFINITE; }
 

@@ -23,6 +23,12 @@ int aspirationHalfWidth(int failures) {
     return failures < FAILURES_BEFORE_FULL_WINDOW ? ASPIRATION_WIDTH * failures : 2 * INFINITE;
 }
 
+// A new depth: whether the time check may double the allotted time during it.
+void startIteration() {
+    search.extension_allowed = VIREO_EXTEND == EXTEND_ALWAYS;
+    search.extended = 0;
+}
+
 void printFinalLines() {
     if (isMateScore(search.score)) printf("info string Mate in %i half-moves !\n", MATE - std::abs(search.score));
     printf("info %s\n", scoreText(search.score).c_str());
@@ -62,6 +68,7 @@ void think() {
     int last = score; // the previous exact result; 0 after a failed search
     search.curr_depth = 2;
     int alpha = -INFINITE, beta = INFINITE, failures = 0;
+    startIteration();
     for (;;) {
         if (isMateScore(last)) break;
         if (search.limit == LIMIT_DEPTH && search.curr_depth > search.depth) break;
@@ -70,6 +77,8 @@ void think() {
         if (search.stop) break;
         if (score <= alpha || score >= beta) {
             failures++;
+            // A failed window means the score moved: a reason to think longer.
+            if (VIREO_EXTEND == EXTEND_WHEN_UNSTABLE) search.extension_allowed = 1;
             last = 0;
             alpha = std::max(score - aspirationHalfWidth(failures), -INFINITE);
             beta = std::min(score + aspirationHalfWidth(failures), INFINITE);
@@ -79,6 +88,9 @@ void think() {
             alpha = std::max(score, -INFINITE + ASPIRATION_WIDTH) - ASPIRATION_WIDTH;
             beta = std::min(score, INFINITE - ASPIRATION_WIDTH) + ASPIRATION_WIDTH;
             failures = 0;
+            // The allotted time was doubled during this iteration: it has had its extra time.
+            if (search.extended) break;
+            startIteration();
             search.elapsed = clockMs() - search.start;
             // Another iteration takes longer than all before it together: do not start one past half time.
             if (search.limit == LIMIT_CLOCK && 2 * search.elapsed > search.movetime) break;
