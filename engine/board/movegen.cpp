@@ -339,8 +339,9 @@ struct Generator {
 } // namespace
 
 namespace {
+// Runs the generator of one mode on a ply; the words go to `out` (none in the counting mode).
 template <int mode>
-void generate(Ply* ply) {
+int runGenerator(Ply* ply, Move* out) {
     Generator<mode> g{ply,
                       ply->player,
                       ply->opponent,
@@ -348,10 +349,15 @@ void generate(Ply* ply) {
                       ply->opponent->attacks,
                       ply->player->king,
                       ply->opponent->king,
-                      ply->moves,
+                      out,
                       0};
     g.run();
-    ply->generated = g.n;
+    return g.n;
+}
+
+template <int mode>
+void generate(Ply* ply) {
+    ply->generated = runGenerator<mode>(ply, ply->moves);
 }
 } // namespace
 
@@ -364,17 +370,4 @@ void generateMoves(int mode) {
     }
 }
 
-int countMoves() {
-    Ply* ply = curr_ply;
-    Generator<GEN_COUNT> g{ply,
-                           ply->player,
-                           ply->opponent,
-                           ply->player->attacks,
-                           ply->opponent->attacks,
-                           ply->player->king,
-                           ply->opponent->king,
-                           nullptr,
-                           0};
-    g.run();
-    return g.n;
-}
+int countMoves() { return runGenerator<GEN_COUNT>(curr_ply, nullptr); }
