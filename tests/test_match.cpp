@@ -16,6 +16,7 @@
 #include "tools/match/game_loop.h"
 #include "tools/match/match_run.h"
 #include "tools/match/openings.h"
+#include "tools/match/pgn.h"
 #include "tools/match/rules.h"
 #include "tools/match/summary.h"
 
@@ -362,7 +363,7 @@ while read -r line; do
   case "$line" in
     uci) echo "id name Scripted $mode"; echo uciok;;
     isready) echo readyok;;
-    position*) set -- $line; n=$(($# - 3)); [ $n -lt 0 ] && n=0;;
+    position*) set -- $line; while [ $# -gt 0 ] && [ "$1" != moves ]; do shift; done; n=0; [ $# -gt 0 ] && n=$(($# - 1));;
     go*)
       case $mode in
         crash) exit 3;;
@@ -389,8 +390,7 @@ TEST(Match, GamesEndByRulesAndFaults) {
     auto scripted = [&](const std::string& mode, const std::string& moves) {
         return "/bin/sh " + script + " " + mode + " '" + moves + "'";
     };
-    auto playCommands = [&](const std::string& command1, const std::string& command2,
-                            const std::vector<std::string>& opening) {
+    auto playCommands = [&](const std::string& command1, const std::string& command2, const Opening& opening) {
         MatchConfig config;
         config.engines[0].command = command1;
         config.engines[1].command = command2;
@@ -406,7 +406,7 @@ TEST(Match, GamesEndByRulesAndFaults) {
         return game;
     };
     auto play = [&](const std::string& mode1, const std::string& mode2, const std::string& moves,
-                    const std::vector<std::string>& opening = {}) {
+                    const Opening& opening = {}) {
         return playCommands(scripted(mode1, moves), scripted(mode2, moves), opening);
     };
 
@@ -421,12 +421,32 @@ TEST(Match, GamesEndByRulesAndFaults) {
     GameRecord stalemate = play("ok", "ok",
                                 "e2e3 a7a5 d1h5 a8a6 h5a5 h7h5 h2h4 a6h6 a5c7 f7f6 c7d7 e8f7 d7b7 d8d3 b7b8 d3h7 "
                                 "b8c8 f7g6 c8e6",
-                                {"e2e3", "a7a5"});
+                                {{}, {"e2e3", "a7a5"}});
     EXPECT_EQ(stalemate.result, "1/2-1/2");
     EXPECT_EQ(stalemate.reason, "stalemate");
     EXPECT_EQ(stalemate.moves.size(), 19u);
     EXPECT_EQ(stalemate.comments[0], "book");
     EXPECT_EQ(stalemate.comments[2].substr(0, 8), "+0.25/3 ");
+
+    // From a FEN: the engines get "position fen", the PGN the FEN and the move numbers that go on from it.
+    MatchConfig pgn_config;
+    pgn_config.tc_text = "10+0.1";
+    GameRecord back_rank = play("ok", "ok", "a1a8", {"6k1/5ppp/8/8/8/8/8/R3K3 w - - 0 30", {}});
+    EXPECT_EQ(back_rank.result, "1-0");
+    EXPECT_EQ(back_rank.reason, "White mates");
+    std::string pgn = pgnGame(back_rank, pgn_config);
+    EXPECT_NE(pgn.find("[SetUp \"1\"]\n[FEN \"6k1/5ppp/8/8/8/8/8/R3K3 w - - 0 30\"]\n"), std::string::npos) << pgn;
+    EXPECT_NE(pgn.find("\n30. Ra8# {+0.25/3 "), std::string::npos) << pgn;
+    GameRecord black_mates = play("ok", "ok", "g1h1 a8a1", {"r3k3/8/8/8/8/8/5PPP/6K1 w - - 3 12", {"g1h1"}});
+    EXPECT_EQ(black_mates.result, "0-1");
+    EXPECT_EQ(black_mates.san, (std::vector<std::string>{"Kh1", "Ra1#"}));
+    pgn = pgnGame(black_mates, pgn_config);
+    EXPECT_NE(pgn.find("\n12. Kh1 {book} Ra1# {+0.25/3 "), std::string::npos) << pgn;
+    back_rank.start_fen = "6k1/5ppp/8/8/8/8/8/R3K3 b - - 0 30"; // numbering only: Black moves first
+    pgn = pgnGame(back_rank, pgn_config);
+    EXPECT_NE(pgn.find("\n30... Ra8#"), std::string::npos) << pgn;
+    GameRecord from_start = play("ok", "ok", "f2f3 e7e5 g2g4 d8h4");
+    EXPECT_EQ(pgnGame(from_start, pgn_config).find("[FEN "), std::string::npos);
 
     GameRecord repetition = play("ok", "ok", "g1f3 g8f6 f3g1 f6g8 g1f3 g8f6 f3g1 f6g8 g1f3 g8f6");
     EXPECT_EQ(repetition.result, "1/2-1/2");
@@ -504,8 +524,9 @@ TEST(Match, SequentialTestStopsTheMatch) {
     EXPECT_EQ(match.games[10].number, 0);
 }
 
-// The openings file: one line of coordinate moves per opening, '#' comments and blank lines ignored,
-// lines with an illegal move or that end the game skipped, and a file without a usable line refused.
+// The openings file: one line of coordinate moves or a FEN (or EPD) per opening, '#' comments and
+// blank lines ignored, lines with a malformed FEN, an illegal move or that end the game skipped, and
+// a file without a usable line refused.
 TEST(Match, OpeningsFile) {
     if (!haveStockfish()) GTEST_SKIP() << "no referee: " << STOCKFISH << " is not installed";
     signal(SIGPIPE, SIG_IGN);
@@ -529,8 +550,25 @@ TEST(Match, OpeningsFile) {
                          "e7e5\n"                // Black's move with White to move
                          "g1f3 g8f6 c2c4 e7e6 b1c3 f8b4\n"
                          "d2d4"); // the last line without its newline
-    EXPECT_EQ(openings, (std::vector<std::vector<std::string>>{
-                            {"e2e4", "e7e5", "g1f3"}, {"g1f3", "g8f6", "c2c4", "e7e6", "b1c3", "f8b4"}, {"d2d4"}}));
+    EXPECT_EQ(openings, (std::vector<Opening>{{{}, {"e2e4", "e7e5", "g1f3"}},
+                                              {{}, {"g1f3", "g8f6", "c2c4", "e7e6", "b1c3", "f8b4"}},
+                                              {{}, {"d2d4"}}}));
+
+    openings = read("fen.txt",
+                    "8/8/8/4k3/8/8/4P3/4K2Q w - - 0 1\n"                          // a FEN alone
+                    "8/8/8/4k3/8/8/4P3/4K2R b - - 5 60 moves e5e4 h1h4\n"         // with moves
+                    "r3k2r/8/8/8/8/8/8/R3K2R w KQkq - bm e1g1; id \"castles\";\n" // EPD
+                    "8/8/8/4k3/8/8/4P3/4K2R w - - 0 1 moves e1e3\n"               // illegal move
+                    "8/8/8/4k3/8/8/4P3/4K3/8 w - - 0 1\n"                         // nine ranks
+                    "8/8/8/8/8/8/4P3/4K2R w - - 0 1\n"                            // no black king
+                    "8/8/8/4k3/8/8/8/4K2p b - - 0 1\n"                            // pawn on the last rank
+                    "8/8/8/4k3/8/8/4P3/4K2R x - - 0 1\n"                          // side to move
+                    "8/8/8/4k3/8/8/4P3/4K2R w KK - 0 1\n"                         // castling twice
+                    "8/8/8/4k3/8/8/4P3/4K2R w - e4 0 1\n"                         // en passant rank
+                    "7k/5Q2/6K1/8/8/8/8/8 b - - 0 1\n");                          // stalemate
+    EXPECT_EQ(openings, (std::vector<Opening>{{"8/8/8/4k3/8/8/4P3/4K2Q w - - 0 1", {}},
+                                              {"8/8/8/4k3/8/8/4P3/4K2R b - - 5 60", {"e5e4", "h1h4"}},
+                                              {"r3k2r/8/8/8/8/8/8/R3K2R w KQkq - 0 1", {}}}));
 
     try {
         read("useless.txt", "# nothing but comments\n\ne2e5\nf2f3 e7e5 g2g4 d8h4\n");
@@ -562,7 +600,7 @@ TEST(Match, CommittedOpenings) {
     auto openings = readOpenings(path, referee);
     stopProcess(referee.process);
     EXPECT_EQ(openings.size(), listed);
-    for (auto& opening : openings) EXPECT_EQ(opening.size(), 8u);
+    for (auto& opening : openings) EXPECT_EQ(opening.moves.size(), 8u);
 }
 
 // Interrupted, the match stops at once: it kills the engines, prints the summary (with the

@@ -192,14 +192,14 @@ bool prepareEngine(Engine& engine, const MatchConfig& config, int game, std::str
 
 void stopEngine(Engine& engine) { stopProcess(engine.process); }
 
-EngineAnswer askMove(Engine& engine, int game, const std::vector<std::string>& moves, const int64_t clock_us[2],
-                     bool white_to_move, int white, const MatchConfig& config) {
+EngineAnswer askMove(Engine& engine, int game, const std::string& start_fen, const std::vector<std::string>& moves,
+                     const int64_t clock_us[2], bool white_to_move, int white, const MatchConfig& config) {
     EngineAnswer answer;
     int64_t wtime = std::max<int64_t>(1, clock_us[white] / 1000);
     int64_t btime = std::max<int64_t>(1, clock_us[1 - white] / 1000);
     std::string go = "go wtime " + std::to_string(wtime) + " btime " + std::to_string(btime) + " winc " +
                      std::to_string(config.increment_ms) + " binc " + std::to_string(config.increment_ms);
-    if (!sendToEngine(engine, game, positionCommand(moves))) {
+    if (!sendToEngine(engine, game, positionCommand(moves, start_fen))) {
         answer.kind = EngineAnswer::Crash;
         return answer;
     }

@@ -54,8 +54,8 @@ struct EngineAnswer {
 
 // Sends the position and the clocks (by engine index, microseconds), then waits for "bestmove"
 // until the flag plus the grace time.
-EngineAnswer askMove(Engine& engine, int game, const std::vector<std::string>& moves, const int64_t clock_us[2],
-                     bool white_to_move, int white, const MatchConfig& config);
+EngineAnswer askMove(Engine& engine, int game, const std::string& start_fen, const std::vector<std::string>& moves,
+                     const int64_t clock_us[2], bool white_to_move, int white, const MatchConfig& config);
 
 // The last score and depth for the PGN comment, e.g. "+0.25/12 "; empty without a score.
 std::string formatScore(const EngineAnswer& answer);

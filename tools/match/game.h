@@ -20,9 +20,10 @@ struct Incident {
 };
 
 struct GameRecord {
-    int number = 0;       // 1-based
-    int white = 0;        // engine index playing White
-    std::string names[2]; // engine names by index
+    int number = 0;        // 1-based
+    int white = 0;         // engine index playing White
+    std::string names[2];  // engine names by index
+    std::string start_fen; // empty: the start position
     std::vector<std::string> moves;
     std::vector<std::string> san;
     std::vector<std::string> comments;

@@ -78,8 +78,8 @@ bool endedByRules(GameState& state, const MatchConfig& config) {
 }
 
 // The opening's next move, played for the engine; an opening that breaks the rules ends the match.
-std::string bookMove(const GameState& state, const std::vector<std::string>& opening, std::string& comment) {
-    std::string move = opening[state.game.moves.size()];
+std::string bookMove(const GameState& state, const Opening& opening, std::string& comment) {
+    std::string move = opening.moves[state.game.moves.size()];
     comment = "book";
     if (!isLegal(state.position, move))
         throw std::runtime_error("opening move " + move + " is illegal in " + state.position.fen);
@@ -136,8 +136,8 @@ bool answerStands(Engine& engine, GameState& state, const EngineAnswer& answer, 
 bool engineMove(Worker& worker, GameState& state, const MatchConfig& config, std::string& move, std::string& comment) {
     int mover = state.mover();
     Engine& engine = worker.engines[mover];
-    EngineAnswer answer = askMove(engine, state.game.number, state.game.moves, state.clock_us, state.whiteToMove(),
-                                  state.game.white, config);
+    EngineAnswer answer = askMove(engine, state.game.number, state.game.start_fen, state.game.moves, state.clock_us,
+                                  state.whiteToMove(), state.game.white, config);
     if (!answerStands(engine, state, answer, config)) return false;
     int64_t& clock = state.clock_us[mover];
     if (answer.elapsed_us > clock) {
@@ -159,7 +159,7 @@ bool engineMove(Worker& worker, GameState& state, const MatchConfig& config, std
 void playMove(Referee& referee, GameState& state, const std::string& move, const std::string& comment) {
     std::vector<std::string> moves = state.game.moves;
     moves.push_back(move);
-    Position next = queryPosition(referee, moves);
+    Position next = queryPosition(referee, moves, state.game.start_fen);
     state.game.san.push_back(sanMove(state.position, move, next));
     state.game.moves.push_back(move);
     state.game.comments.push_back(comment);
@@ -192,16 +192,16 @@ bool adjudicatedByScores(GameState& state, const MatchConfig& config) {
 
 } // namespace
 
-GameRecord playGame(Worker& worker, const MatchConfig& config, int number, const std::vector<std::string>& opening,
-                    int white) {
+GameRecord playGame(Worker& worker, const MatchConfig& config, int number, const Opening& opening, int white) {
     GameState state;
     state.game.number = number;
     state.game.white = white;
-    state.game.opening_plies = opening.size();
+    state.game.start_fen = opening.fen;
+    state.game.opening_plies = opening.moves.size();
     if (!prepareEngines(worker, config, state.game)) return state.game;
 
     state.clock_us[0] = state.clock_us[1] = config.base_ms * 1000;
-    state.position = queryPosition(worker.referee, state.game.moves);
+    state.position = queryPosition(worker.referee, state.game.moves, state.game.start_fen);
     state.seen[repetitionKey(state.position.fen)]++;
     for (;;) {
         if (interrupted) {
@@ -210,7 +210,7 @@ GameRecord playGame(Worker& worker, const MatchConfig& config, int number, const
         }
         if (endedByRules(state, config)) break;
         std::string move, comment;
-        if (state.game.moves.size() < opening.size()) move = bookMove(state, opening, comment);
+        if (state.game.moves.size() < opening.moves.size()) move = bookMove(state, opening, comment);
         else if (!engineMove(worker, state, config, move, comment)) break;
         playMove(worker.referee, state, move, comment);
         if (adjudicatedByScores(state, config)) break;

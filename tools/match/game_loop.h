@@ -8,6 +8,7 @@
 #include "config.h"
 #include "engine.h"
 #include "game.h"
+#include "openings.h"
 #include "referee.h"
 
 namespace vireo_match {
@@ -18,9 +19,8 @@ struct Worker {
     Referee referee;
 };
 
-// Plays one game from the opening moves; white is the index of the engine playing White. The
-// referee's failure ends the match (runtime_error); an interrupted match leaves the game unfinished.
-GameRecord playGame(Worker& worker, const MatchConfig& config, int number, const std::vector<std::string>& opening,
-                    int white);
+// Plays one game from the opening; white is the index of the engine playing White. The referee's
+// failure ends the match (runtime_error); an interrupted match leaves the game unfinished.
+GameRecord playGame(Worker& worker, const MatchConfig& config, int number, const Opening& opening, int white);
 
 } // namespace vireo_match

@@ -18,8 +18,6 @@ namespace vireo_match {
 
 namespace {
 
-using Opening = std::vector<std::string>;
-
 // What the workers share; the mutex guards the result, the PGN and the error.
 struct MatchInProgress {
     MatchInProgress(const MatchConfig& config, MatchResult& match) : config(config), match(match) {}

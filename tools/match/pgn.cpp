@@ -1,6 +1,10 @@
 #include "pgn.h"
 
+#include <algorithm>
+#include <cstdlib>
 #include <ctime>
+
+#include "../uci_process.h"
 
 namespace vireo_match {
 
@@ -30,6 +34,7 @@ std::string pgnTags(const GameRecord& game, const MatchConfig& config) {
     text += "[Black \"" + pgnQuote(game.names[1 - game.white]) + "\"]\n";
     text += "[Result \"" + game.result + "\"]\n";
     text += "[TimeControl \"" + pgnQuote(config.tc_text) + "\"]\n";
+    if (!game.start_fen.empty()) text += "[SetUp \"1\"]\n[FEN \"" + pgnQuote(game.start_fen) + "\"]\n";
     text += "[PlyCount \"" + std::to_string(game.moves.size()) + "\"]\n";
     text += "[Termination \"" + game.termination + "\"]\n\n";
     return text;
@@ -45,8 +50,18 @@ std::string pgnMovetext(const GameRecord& game) {
         }
         line += (line.empty() ? "" : " ") + token;
     };
+    // Moves are numbered on from the FEN's move number; a game that starts with Black to move opens
+    // with "N...".
+    int number = 1, black_first = 0;
+    if (!game.start_fen.empty()) {
+        auto fields = vireo_tools::splitWords(game.start_fen);
+        if (fields.size() >= 6) number = std::max(1, atoi(fields[5].c_str()));
+        black_first = fields.size() >= 2 && fields[1] == "b";
+    }
     for (size_t i = 0; i < game.san.size(); i++) {
-        if (i % 2 == 0) emit(std::to_string(i / 2 + 1) + ".");
+        size_t ply = i + black_first;
+        if (ply % 2 == 0) emit(std::to_string(number + ply / 2) + ".");
+        else if (i == 0) emit(std::to_string(number) + "...");
         emit(game.san[i]);
         if (!game.comments[i].empty()) emit("{" + game.comments[i] + "}");
     }

@@ -4,8 +4,8 @@
 
 namespace vireo_match {
 
-std::string positionCommand(const std::vector<std::string>& moves) {
-    std::string text = "position startpos";
+std::string positionCommand(const std::vector<std::string>& moves, const std::string& start_fen) {
+    std::string text = start_fen.empty() ? "position startpos" : "position fen " + start_fen;
     if (!moves.empty()) {
         text += " moves";
         for (auto& m : moves) text += " " + m;
@@ -29,12 +29,12 @@ bool startReferee(Referee& referee, std::string& error) {
     return false;
 }
 
-Position queryPosition(Referee& referee, const std::vector<std::string>& moves) {
+Position queryPosition(Referee& referee, const std::vector<std::string>& moves, const std::string& start_fen) {
     Position position;
     for (int attempt = 0;; attempt++) {
         std::string error;
         if (referee.process.pid <= 0 && !startReferee(referee, error)) throw std::runtime_error("referee: " + error);
-        if (queryStockfish(referee.process, positionCommand(moves), position)) return position;
+        if (queryStockfish(referee.process, positionCommand(moves, start_fen), position)) return position;
         stopProcess(referee.process);
         if (attempt == 1) throw std::runtime_error("referee '" + referee.command + "' gives no usable answers");
     }
