@@ -1,7 +1,9 @@
 // The weight fitter, run as a program on data made from a known model: it must pair rows with
 // their positions, give the class term its sign, split off the held-out blocks and write the
 // tables back with the weights it was given.
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cmath>
@@ -10,6 +12,7 @@
 #include <fstream>
 #include <random>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "scratch_dir.h"
@@ -135,6 +138,31 @@ TEST(FitModel, RecoversTheWeightsOfAKnownModel) {
     while (std::getline(held, line)) held_lines++;
     int all_lines = rows + (rows + 96) / 97;
     EXPECT_EQ(held_lines, (all_lines / 50) * 10 + std::max(0, all_lines % 50 - 40));
+
+    // A target that is not a regular file is written in place, not replaced by a file.
+    std::string pipe = dir + "/weights.pipe";
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    // The test holds a writer end of its own, so that the reader sees the end of the data only once
+    // the tool is done with the pipe, whether it wrote to it or not.
+    int read_end = open(pipe.c_str(), O_RDONLY | O_NONBLOCK);
+    int own_writer = open(pipe.c_str(), O_WRONLY | O_NONBLOCK);
+    ASSERT_TRUE(read_end >= 0 && own_writer >= 0);
+    fcntl(read_end, F_SETFL, 0);
+    std::string piped;
+    std::thread reader([&] {
+        char buffer[4096];
+        for (ssize_t n; (n = read(read_end, buffer, sizeof buffer)) > 0;) piped.append(buffer, size_t(n));
+    });
+    command.replace(command.find(dir + "/weights.cpp"), (dir + "/weights.cpp").size(), pipe);
+    int status = system(command.c_str());
+    close(own_writer);
+    reader.join();
+    close(read_end);
+    EXPECT_EQ(status, 0);
+    struct stat after;
+    ASSERT_EQ(stat(pipe.c_str(), &after), 0);
+    EXPECT_TRUE(S_ISFIFO(after.st_mode));
+    EXPECT_EQ(piped, source);
 }
 
 // The rows come from the engine's own "-analyse=": lines that the engine reads in its own way (a

@@ -52,6 +52,7 @@
 #include <cstring>
 #include <string>
 #include <vector>
+#include <sys/stat.h>
 #include "../engine/board/board.h"
 #include "../evaluation/evaluation.h"
 #include "../evaluation/features.h"
@@ -353,9 +354,13 @@ std::string describe(const Options& o) {
     return out;
 }
 
-// Writes beside the target and renames, so that a failed run never leaves half a table behind.
+// Writes beside the target and renames, so that a failed run never leaves half a table behind. A
+// target that is not a regular file (/dev/null, a pipe) is written in place: a rename would replace
+// the device or pipe with a file.
 bool writeWeights(const std::string& name, const Fit fits[COUNTS], long samples, const Options& options) {
-    std::string temporary = name + ".tmp";
+    struct stat target;
+    bool in_place = stat(name.c_str(), &target) == 0 && !S_ISREG(target.st_mode);
+    std::string temporary = in_place ? name : name + ".tmp";
     FILE* out = fopen(temporary.c_str(), "w");
     if (!out) return false;
     fprintf(out,
@@ -388,6 +393,7 @@ bool writeWeights(const std::string& name, const Fit fits[COUNTS], long samples,
     }
     bool ok = !ferror(out);
     ok = fclose(out) == 0 && ok;
+    if (in_place) return ok;
     if (ok && rename(temporary.c_str(), name.c_str()) == 0) return true;
     remove(temporary.c_str());
     return false;
