@@ -20,7 +20,7 @@ seed=${SEED:-1}
 out=${OUT:-/tmp/vireo-match}
 mkdir -p "$out"
 
-for program in /usr/games/stockfish /usr/games/gnuchessu /usr/games/glaurung; do
+for program in /usr/games/stockfish /usr/games/gnuchess /usr/games/glaurung; do
     if [ ! -x "$program" ]; then
         echo "missing $program: apt-get install -y stockfish gnuchess glaurung" >&2
         exit 1
@@ -56,7 +56,7 @@ play() {
         --referee /usr/games/stockfish --pgn "$out/vireo-vs-$name.pgn" | tee "$out/vireo-vs-$name.txt"
 }
 
-play gnuchess --engine2 /usr/games/gnuchessu --option2 Hash=16 --option2 OwnBook=false
+play gnuchess --engine2 "/usr/games/gnuchess --uci" --option2 Hash=16 --option2 OwnBook=false
 play glaurung --engine2 /usr/games/glaurung --option2 Hash=16 --option2 Threads=1 --option2 OwnBook=false
 
 echo
