@@ -24,39 +24,7 @@ out=${OUT:-/tmp/vireo-speed}
 stockfish=${STOCKFISH:-/usr/games/stockfish}
 mkdir -p "$out/bin"
 
-# Prints the path of a vireo binary for an argument: a binary as given, the working tree, or a
-# revision built once. Build output goes to $out/build-*.log.
-engine_for() {
-    if [ "$1" = worktree ]; then
-        local build=$out/build-worktree
-        { cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE=Release -DBUILD_TESTING=OFF &&
-            cmake --build "$build" -j2 --target vireo; } >"$out/build-worktree.log" 2>&1 ||
-            { echo "the working tree does not build: see $out/build-worktree.log" >&2; return 1; }
-        echo "$build/vireo"
-        return 0
-    fi
-    if [ -f "$1" ] && [ -x "$1" ]; then
-        echo "$(cd "$(dirname "$1")" && pwd)/$(basename "$1")"
-        return 0
-    fi
-    local commit
-    commit=$(git -C "$root" rev-parse --verify --quiet "$1^{commit}") ||
-        { echo "'$1' is neither a vireo binary nor a git revision" >&2; return 1; }
-    local binary=$out/bin/vireo-$commit
-    if [ ! -x "$binary" ]; then
-        local tree log=$out/build-$commit.log
-        tree=$(mktemp -d /tmp/vireo-speed-tree.XXXXXX)
-        echo "building $1 ($commit) in $tree" >&2
-        if git -C "$root" archive "$commit" | tar -x -C "$tree" &&
-            cmake -S "$tree" -B "$tree/build" -DCMAKE_BUILD_TYPE=Release -DBUILD_TESTING=OFF >"$log" 2>&1 &&
-            cmake --build "$tree/build" -j2 --target vireo >>"$log" 2>&1; then
-            cp "$tree/build/vireo" "$binary"
-        fi
-        rm -rf "$tree"
-        [ -x "$binary" ] || { echo "$1 does not build: see $log" >&2; return 1; }
-    fi
-    echo "$binary"
-}
+. "$root/bench/engine_for.sh"
 
 median() { tr ' ' '\n' | grep . | sort -n | awk '{ v[NR] = $1 } END { print NR % 2 ? v[(NR + 1) / 2] : (v[NR / 2] + v[NR / 2 + 1]) / 2 }'; }
 ratio() { awk -v a="$1" -v b="$2" 'BEGIN { printf "%.3f", b ? a / b : 0 }'; }

@@ -6,8 +6,8 @@
 #
 #   bench/sprt.sh BASE [CANDIDATE]
 #
-# BASE and CANDIDATE are git revisions (built in a throwaway git worktree under /tmp, release flags,
-# and kept by commit id for the next run) or paths to built vireo binaries. CANDIDATE defaults to the
+# BASE and CANDIDATE are git revisions (built from "git archive" with release flags, and kept by
+# commit id under OUT for the next run) or paths to built vireo binaries. CANDIDATE defaults to the
 # working tree as it is, uncommitted changes included.
 #
 # Environment: SPRT (elo0,elo1: 0,10), TC (10+0.1; 5+0.05 for quick screening), GAMES (the most to
@@ -49,43 +49,7 @@ if [ $tree_configured = no ] || ! cmake --build "$tree_build" -j2 --target match
     g++ -std=c++20 -O2 -pthread "$root/tools/match.cpp" "$root"/tools/match/*.cpp -o "$match"
 fi
 
-# Prints the path of a vireo binary for an argument: a binary as given, the working tree, or a
-# revision built once in a throwaway worktree. Build output goes to $out/build-*.log.
-engine_for() {
-    if [ "$1" = worktree ]; then
-        if [ $tree_configured = no ]; then
-            echo "the working tree does not configure: see $out/configure-worktree.log" >&2
-            return 1
-        fi
-        cmake --build "$tree_build" -j2 --target vireo >"$out/build-worktree.log" 2>&1 ||
-            { echo "the working tree does not build: see $out/build-worktree.log" >&2; return 1; }
-        echo "$tree_build/vireo"
-        return 0
-    fi
-    if [ -f "$1" ] && [ -x "$1" ]; then
-        echo "$(cd "$(dirname "$1")" && pwd)/$(basename "$1")"
-        return 0
-    fi
-    commit=$(git -C "$root" rev-parse --verify --quiet "$1^{commit}") ||
-        { echo "'$1' is neither a vireo binary nor a git revision" >&2; return 1; }
-    binary=$out/bin/vireo-$commit
-    if [ ! -x "$binary" ]; then
-        tree=$(mktemp -d /tmp/vireo-sprt-tree.XXXXXX)
-        echo "building $1 ($commit) in $tree" >&2
-        # An interrupted build leaves no worktree behind.
-        trap 'git -C "$root" worktree remove --force "$tree" >/dev/null 2>&1; exit 130' INT TERM
-        git -C "$root" worktree add --detach --quiet "$tree" "$commit"
-        log=$out/build-$commit.log
-        if cmake -S "$tree" -B "$tree/build" -DCMAKE_BUILD_TYPE=Release -DBUILD_TESTING=OFF >"$log" 2>&1 &&
-            cmake --build "$tree/build" -j2 --target vireo >>"$log" 2>&1; then
-            cp "$tree/build/vireo" "$binary"
-        fi
-        git -C "$root" worktree remove --force "$tree"
-        trap - INT TERM
-        [ -x "$binary" ] || { echo "$1 does not build: see $log" >&2; return 1; }
-    fi
-    echo "$binary"
-}
+. "$root/bench/engine_for.sh"
 
 base_name=$1
 candidate_name=${2:-worktree}
