@@ -200,20 +200,10 @@ int main(int argc, char** argv) {
     uint64_t seed = 1;
     long lines = 1000;
     std::string tables, damaged;
-    vireo_tools::OptionReader options(argc, argv);
-    while (options.next()) {
-        const std::string& name = options.name();
-        std::string value;
-        bool ok = options.value(value);
-        if (name == "--seed") ok = ok && vireo_tools::parseUnsigned(value.c_str(), &seed);
-        else if (name == "--lines") ok = ok && vireo_tools::parseLong(value.c_str(), &lines);
-        else if (name == "--tables") tables = value;
-        else if (name == "--damaged") damaged = value;
-        else ok = false;
-        if (!ok) {
-            fprintf(stderr, "usage: fuzz_uci [--seed N] [--lines N] [--tables DIR] [--damaged DIR]\n");
-            return 1;
-        }
+    if (!vireo_tools::readValueOptions(vireo_tools::OptionReader(argc, argv),
+                                       {{"--seed", &seed}, {"--lines", &lines}, {"--tables", &tables}, {"--damaged", &damaged}})) {
+        fprintf(stderr, "usage: fuzz_uci [--seed N] [--lines N] [--tables DIR] [--damaged DIR]\n");
+        return 1;
     }
     rng.seed(seed);
     for (long i = 0; i + 1 < lines; i++) {

@@ -173,29 +173,15 @@ bool playGame(Process& engine, const Options& options, std::mt19937_64& rng, FIL
 
 // Reads "--name=value" and "--name value" alike.
 bool parseOptions(int argc, char** argv, Options* options) {
-    OptionReader reader(argc, argv);
-    while (reader.next()) {
-        const std::string& name = reader.name();
-        std::string v;
-        bool number_ok = reader.value(v);
-        const char* text = v.c_str();
-        if (name == "--count") number_ok = number_ok && parseLong(text, &options->count);
-        else if (name == "--seed") number_ok = number_ok && parseUnsigned(text, &options->seed);
-        else if (name == "--depth") number_ok = number_ok && parseInt(text, &options->depth);
-        else if (name == "--output") options->output = v;
-        else if (name == "--stockfish") options->stockfish = v;
-        else if (name == "--endgames") number_ok = number_ok && parseInt(text, &options->endgames);
-        else if (name == "--lopsided") number_ok = number_ok && parseInt(text, &options->lopsided);
-        else if (name == "--random-moves") number_ok = number_ok && parseInt(text, &options->random_moves);
-        else {
-            fprintf(stderr, "Unknown option '%s'\n", name.c_str());
-            return false;
-        }
-        if (!number_ok) {
-            fprintf(stderr, "Missing or bad value for '%s'\n", name.c_str());
-            return false;
-        }
-    }
+    if (!readValueOptions(OptionReader(argc, argv), {{"--count", &options->count},
+                                                     {"--seed", &options->seed},
+                                                     {"--depth", &options->depth},
+                                                     {"--output", &options->output},
+                                                     {"--stockfish", &options->stockfish},
+                                                     {"--endgames", &options->endgames},
+                                                     {"--lopsided", &options->lopsided},
+                                                     {"--random-moves", &options->random_moves}}))
+        return false;
     if (options->count < 0 || options->depth < 1 || options->endgames < 0 || options->endgames > 100 ||
         options->lopsided < 0 || options->lopsided > 100 || options->random_moves < 0 || options->random_moves > 100) {
         fprintf(stderr, "Need --count >= 0, --depth >= 1 and percentages from 0 to 100\n");

@@ -10,7 +10,11 @@
 #include <cstdint>
 #include <cstdlib>
 #include <string>
+#include <type_traits>
+#include <cstdio>
+#include <initializer_list>
 #include <utility>
+#include <variant>
 #include <vector>
 
 namespace vireo_tools {
@@ -100,6 +104,52 @@ inline bool parseDouble(const char* text, double* out) {
     double value = strtod(text, &end);
     if (end == text || *end || errno == ERANGE || !std::isfinite(value)) return false;
     *out = value;
+    return true;
+}
+
+// One option that takes a value, and where the value goes: a number, whole or not, must be all of
+// the value; a text is taken as it stands.
+struct ValueOption {
+    const char* name;
+    std::variant<int*, long*, uint64_t*, double*, std::string*> target;
+};
+
+// Reads every option of a tool whose options all take a value. False, with the reason on stderr,
+// for an option not in the table or a value that is missing or not a number where one belongs.
+// Ranges are the tool's to check afterwards.
+inline bool readValueOptions(OptionReader reader, std::initializer_list<ValueOption> table) {
+    while (reader.next()) {
+        const std::string& name = reader.name();
+        const ValueOption* option = nullptr;
+        for (const ValueOption& candidate : table)
+            if (name == candidate.name) option = &candidate;
+        if (!option) {
+            fprintf(stderr, "Unknown option '%s'\n", name.c_str());
+            return false;
+        }
+        std::string v;
+        bool ok = reader.value(v);
+        if (ok) {
+            const char* text = v.c_str();
+            ok = std::visit(
+                [&](auto* target) {
+                    using T = std::remove_pointer_t<decltype(target)>;
+                    if constexpr (std::is_same_v<T, int>) return parseInt(text, target);
+                    else if constexpr (std::is_same_v<T, long>) return parseLong(text, target);
+                    else if constexpr (std::is_same_v<T, uint64_t>) return parseUnsigned(text, target);
+                    else if constexpr (std::is_same_v<T, double>) return parseDouble(text, target);
+                    else {
+                        *target = v;
+                        return true;
+                    }
+                },
+                option->target);
+        }
+        if (!ok) {
+            fprintf(stderr, "Missing or bad value for '%s'\n", name.c_str());
+            return false;
+        }
+    }
     return true;
 }
 

@@ -336,32 +336,18 @@ int run() {
 }
 
 bool parseOptions(int argc, char** argv, Options* options) {
-    OptionReader reader(argc, argv);
-    while (reader.next()) {
-        const std::string& name = reader.name();
-        std::string v;
-        bool ok = reader.value(v);
-        const char* text = v.c_str();
-        if (name == "--count") ok = ok && parseLong(text, &options->count);
-        else if (name == "--floor") ok = ok && parseLong(text, &options->floor);
-        else if (name == "--seed") ok = ok && parseUnsigned(text, &options->seed);
-        else if (name == "--depth") ok = ok && parseInt(text, &options->depth);
-        else if (name == "--label-depth") ok = ok && parseInt(text, &options->label_depth);
-        else if (name == "--output") options->output = v;
-        else if (name == "--stockfish") options->stockfish = v;
-        else if (name == "--per-game") ok = ok && parseInt(text, &options->per_game);
-        else if (name == "--walks") ok = ok && parseInt(text, &options->walks);
-        else if (name == "--window") ok = ok && parseInt(text, &options->window);
-        else if (name == "--opening") ok = ok && parseInt(text, &options->opening);
-        else {
-            fprintf(stderr, "Unknown option '%s'\n", name.c_str());
-            return false;
-        }
-        if (!ok) {
-            fprintf(stderr, "Missing or bad value for '%s'\n", name.c_str());
-            return false;
-        }
-    }
+    if (!readValueOptions(OptionReader(argc, argv), {{"--count", &options->count},
+                                                     {"--floor", &options->floor},
+                                                     {"--seed", &options->seed},
+                                                     {"--depth", &options->depth},
+                                                     {"--label-depth", &options->label_depth},
+                                                     {"--output", &options->output},
+                                                     {"--stockfish", &options->stockfish},
+                                                     {"--per-game", &options->per_game},
+                                                     {"--walks", &options->walks},
+                                                     {"--window", &options->window},
+                                                     {"--opening", &options->opening}}))
+        return false;
     if (options->count < 0 || options->floor < 0 || options->depth < 1 || options->depth > MAX_DEPTH ||
         options->label_depth < 1 || options->per_game < 1 || options->walks < 0 || options->window < 0 ||
         options->opening < 0 || options->opening > 40) {
