@@ -200,8 +200,9 @@ int main(int argc, char** argv) {
     uint64_t seed = 1;
     long lines = 1000;
     std::string tables, damaged;
-    if (!vireo_tools::readValueOptions(vireo_tools::OptionReader(argc, argv),
-                                       {{"--seed", &seed}, {"--lines", &lines}, {"--tables", &tables}, {"--damaged", &damaged}})) {
+    if (!vireo_tools::readValueOptions(
+            vireo_tools::OptionReader(argc, argv),
+            {{"--seed", &seed}, {"--lines", &lines}, {"--tables", &tables}, {"--damaged", &damaged}})) {
         fprintf(stderr, "usage: fuzz_uci [--seed N] [--lines N] [--tables DIR] [--damaged DIR]\n");
         return 1;
     }
