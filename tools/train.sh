@@ -4,8 +4,8 @@
 # evaluation on the held-out positions with "vireo -score=".
 #
 #   tools/train.sh [--data=FILE] [--build=DIR] [--generate=COUNT] [--lopsided=COUNT]
-#                  [--sample=COUNT] [--floor=N] [--play-depth=N] [--smooth=S]
-#                  [--seed=N] [--depth=N] [fit_model options...]
+#                  [--sample=COUNT] [--floor=N] [--play-depth=N] [--rounds=SEED,...]
+#                  [--smooth=S] [--seed=N] [--depth=N] [fit_model options...]
 #   (each value may also follow its option as the next argument: --data FILE)
 #
 #   --data      labelled positions, "FEN;score in pawns" per line
@@ -19,16 +19,20 @@
 #   --sample    add COUNT positions that the engine meets in its own games and searches, resolved
 #               and labelled by stockfish (tools/sample_positions; default 100000; 0 for none), plus enough to
 #               give every number of men from 4 to 32 at least --floor of them (default 500).
-#               Two samplers run side by side, one per core, with seeds N and N + 1. Kept in
-#               BUILD/training and reused while COUNT, --floor, --seed, --depth and --play-depth
-#               stay the same: the games are played with the evaluation of the build, so delete
-#               the file to sample again with new weights.
+#               Two samplers run side by side, one per core, with seeds N and N + 1 for the
+#               round of seed N. Kept in BUILD/training and reused while COUNT, --floor, the
+#               round's seed, --depth and --play-depth stay the same.
 #   --play-depth   depth of the engine's own games for --sample (default 5)
+#   --rounds    the seeds of the sampling rounds, one file of --sample positions each (default
+#               20261123,20261125, the recipe; --seed N gives the single round N). A round's games
+#               are played with the tables of the build that samples it, so each round is made once,
+#               by the tables of its generation, and kept: see RECIPE.
 #   --smooth    pull the weight vectors of neighbouring piece counts together with strength S
 #               (fit_model --smooth; the recipe has 100, 0 leaves every count on its own); added to the recipe
 #               or to the fit_model options given
 #   --seed, --depth   for the generated positions (default 1 for --generate, 20261123 for
-#               --lopsided and --sample; depth 8: the depth of stockfish's labels)
+#               --lopsided; without --rounds, --seed N also samples the single round N; depth 8:
+#               the depth of stockfish's labels)
 #   Every other option goes to tools/fit_model (--loss=, --sigmoid=, --quiet-only, --cap=,
 #   --scale=, --lambda=, --max-rmse=, ...); see its header. The fit also fails if it does no
 #   better on held-out positions than a material-only fit.
@@ -39,11 +43,14 @@ set -eu
 
 # The recipe of the committed tables, chosen by games: quiet positions only, logistic loss with a
 # sigmoid of 400 cp, the vectors of neighbouring piece counts pulled together (smoothing 100), and
-# beside the shared positions 20000 of lopsided games and 100000 that the engine met in its own
-# games and searches (with at least 500 for every number of men). The sampled positions depend on
-# the tables the engine plays with: the committed ones were fitted on the sample made by the tables
-# before them (commit 4afd507), which that file in BUILD/training reproduces byte for byte.
+# beside the shared positions 20000 of lopsided games and two rounds of 100000 that the engine met
+# in its own games and searches (with at least 500 for every number of men in each). The sampled
+# positions depend on the tables the engine plays with, so every round is made by one generation of
+# tables: round 20261123 by those of commit 4afd507, round 20261125 by those of commit 6d29ce4 (the
+# first tables fitted on a sample). With those two files in BUILD/training the recipe gives the committed tables
+# back byte for byte.
 RECIPE="--quiet-only --loss=logistic --sigmoid=400 --smooth=100"
+ROUNDS="20261123,20261125"
 
 repo=$(cd "$(dirname "$0")/.." && pwd)
 data="$repo/../shared/training/positions.txt"
@@ -54,6 +61,7 @@ sample=100000
 floor=500
 play_depth=5
 smooth=""
+rounds=""
 seed=""
 depth=8
 fit_options=""
@@ -64,7 +72,7 @@ while [ $# -gt 0 ]; do
     arg=$1
     shift
     case "$arg" in
-        --data | --build | --generate | --lopsided | --sample | --floor | --play-depth | --smooth | --seed | --depth)
+        --data | --build | --generate | --lopsided | --sample | --floor | --play-depth | --rounds | --smooth | --seed | --depth)
             [ $# -gt 0 ] || { echo "Missing value after '$arg'" >&2; exit 1; }
             arg="$arg=$1"
             shift ;;
@@ -77,6 +85,7 @@ while [ $# -gt 0 ]; do
         --sample=*) sample=${arg#--sample=} ;;
         --floor=*) floor=${arg#--floor=} ;;
         --play-depth=*) play_depth=${arg#--play-depth=} ;;
+        --rounds=*) rounds=${arg#--rounds=} ;;
         --smooth=*) smooth=${arg#--smooth=} ;;
         --seed=*) seed=${arg#--seed=} ;;
         --depth=*) depth=${arg#--depth=} ;;
@@ -118,27 +127,32 @@ if [ "$lopsided" != 0 ]; then
 fi
 
 if [ "$sample" != 0 ]; then
-    base=${seed:-20261123}
-    sampled="$scratch/sampled-$sample-f$floor-$base-d$depth-p$play_depth.txt"
-    if [ ! -s "$sampled" ]; then
-        step "Sampling $sample positions from the engine's own games (depth $play_depth, floor $floor, labels at depth $depth)"
-        for job in 1 2; do
-            # The first sampler takes the odd one of the count and of the floor.
-            "$build/sample_positions" --count=$(( (sample + 2 - job) / 2 )) --floor=$(( (floor + 2 - job) / 2 )) \
-                --seed=$(( base + job - 1 )) --depth="$play_depth" --label-depth="$depth" \
-                --output="$sampled.$job" > "$sampled.$job.log" &
-            eval "pid$job=\$!"
-        done
-        status=0
-        wait "$pid1" || status=1
-        wait "$pid2" || status=1
-        cat "$sampled.1.log" "$sampled.2.log"
-        [ "$status" = 0 ] || { echo "Sampling failed; see $sampled.1.log and $sampled.2.log" >&2; exit 1; }
-        cat "$sampled.1" "$sampled.2" > "$sampled.part"
-        rm -f "$sampled.1" "$sampled.2"
-        mv "$sampled.part" "$sampled"
-    fi
-    cat "$data" "$sampled" > "$scratch/with-sampled.txt"
+    # --seed alone gives one round of that seed.
+    [ -n "$rounds" ] || rounds=${seed:-$ROUNDS}
+    cp "$data" "$scratch/with-sampled.txt.part"
+    for base in $(echo "$rounds" | tr ',' ' '); do
+        sampled="$scratch/sampled-$sample-f$floor-$base-d$depth-p$play_depth.txt"
+        if [ ! -s "$sampled" ]; then
+            step "Sampling $sample positions from the engine's own games (round $base, depth $play_depth, floor $floor, labels at depth $depth)"
+            for job in 1 2; do
+                # The first sampler takes the odd one of the count and of the floor.
+                "$build/sample_positions" --count=$(( (sample + 2 - job) / 2 )) --floor=$(( (floor + 2 - job) / 2 )) \
+                    --seed=$(( base + job - 1 )) --depth="$play_depth" --label-depth="$depth" \
+                    --output="$sampled.$job" > "$sampled.$job.log" &
+                eval "pid$job=\$!"
+            done
+            status=0
+            wait "$pid1" || status=1
+            wait "$pid2" || status=1
+            cat "$sampled.1.log" "$sampled.2.log"
+            [ "$status" = 0 ] || { echo "Sampling failed; see $sampled.1.log and $sampled.2.log" >&2; exit 1; }
+            cat "$sampled.1" "$sampled.2" > "$sampled.part"
+            rm -f "$sampled.1" "$sampled.2"
+            mv "$sampled.part" "$sampled"
+        fi
+        cat "$sampled" >> "$scratch/with-sampled.txt.part"
+    done
+    mv "$scratch/with-sampled.txt.part" "$scratch/with-sampled.txt"
     data="$scratch/with-sampled.txt"
 fi
 
