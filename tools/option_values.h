@@ -8,11 +8,11 @@
 #include <climits>
 #include <cmath>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
+#include <initializer_list>
 #include <string>
 #include <type_traits>
-#include <cstdio>
-#include <initializer_list>
 #include <utility>
 #include <variant>
 #include <vector>

@@ -47,8 +47,8 @@ set -eu
 # in its own games and searches (with at least 500 for every number of men in each). The sampled
 # positions depend on the tables the engine plays with, so every round is made by one generation of
 # tables: round 20261123 by those of commit 4afd507, round 20261125 by those of commit 6d29ce4 (the
-# first tables fitted on a sample). With those two files in BUILD/training the recipe gives the committed tables
-# back byte for byte.
+# first tables fitted on a sample). With those two files in BUILD/training the recipe gives the
+# committed tables back byte for byte.
 RECIPE="--quiet-only --loss=logistic --sigmoid=400 --smooth=100"
 ROUNDS="20261123,20261125"
 
