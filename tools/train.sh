@@ -5,7 +5,7 @@
 #
 #   tools/train.sh [--data=FILE] [--build=DIR] [--generate=COUNT] [--lopsided=COUNT]
 #                  [--sample=COUNT] [--floor=N] [--play-depth=N] [--rounds=SEED,...]
-#                  [--smooth=S] [--seed=N] [--depth=N] [fit_model options...]
+#                  [--smooth=S] [--seed=N] [--depth=N] [--no-recipe] [fit_model options...]
 #   (each value may also follow its option as the next argument: --data FILE)
 #
 #   --data      labelled positions, "FEN;score in pawns" per line
@@ -28,16 +28,18 @@
 #               are played with the tables of the build that samples it, so each round is made once,
 #               by the tables of its generation, and kept: see RECIPE.
 #   --smooth    pull the weight vectors of neighbouring piece counts together with strength S
-#               (fit_model --smooth; the recipe has 100, 0 leaves every count on its own); added to the recipe
-#               or to the fit_model options given
+#               (fit_model --smooth; the recipe has 100, 0 leaves every count on its own)
 #   --seed, --depth   for the generated positions (default 1 for --generate, 20261123 for
 #               --lopsided; without --rounds, --seed N also samples the single round N; depth 8:
 #               the depth of stockfish's labels)
+#   --no-recipe    start the fit from fit_model's own defaults instead of RECIPE (below)
 #   Every other option goes to tools/fit_model (--loss=, --sigmoid=, --quiet-only, --cap=,
 #   --scale=, --lambda=, --max-rmse=, ...); see its header. The fit also fails if it does no
 #   better on held-out positions than a material-only fit.
 #
-# Without fit_model options it fits with the recipe of the committed weights.cpp (RECIPE below).
+# The fit starts from the recipe of the committed weights.cpp (RECIPE below) and the fit_model
+# options given follow it, so that a variant names only what it changes: "--sigmoid=300" is the
+# recipe with another sigmoid (a later value of an option replaces an earlier one).
 # Scratch files (features.csv, the held-out positions, generated data) stay in BUILD/training.
 set -eu
 
@@ -65,6 +67,7 @@ rounds=""
 seed=""
 depth=8
 fit_options=""
+recipe=$RECIPE
 
 # Like the programs, "--name value" and "--name=value" alike; a word that follows a fit_model option
 # is its value.
@@ -89,12 +92,13 @@ while [ $# -gt 0 ]; do
         --smooth=*) smooth=${arg#--smooth=} ;;
         --seed=*) seed=${arg#--seed=} ;;
         --depth=*) depth=${arg#--depth=} ;;
+        --no-recipe) recipe="" ;;
         --*) fit_options="$fit_options $arg" ;;
         *) [ -n "$fit_options" ] || { echo "Unknown option '$arg'" >&2; exit 1; }
            fit_options="$fit_options $arg" ;;
     esac
 done
-[ -n "$fit_options" ] || fit_options=$RECIPE
+fit_options="$recipe$fit_options"
 [ -z "$smooth" ] || fit_options="$fit_options --smooth=$smooth"
 
 absolute() { (cd "$(dirname "$1")" && printf '%s/%s\n' "$(pwd)" "$(basename "$1")"); }
