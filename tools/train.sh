@@ -5,7 +5,7 @@
 #
 #   tools/train.sh [--data=FILE] [--build=DIR] [--generate=COUNT] [--lopsided=COUNT]
 #                  [--sample=COUNT] [--floor=N] [--play-depth=N] [--rounds=SEED,...]
-#                  [--smooth=S] [--seed=N] [--depth=N] [--no-recipe] [fit_model options...]
+#                  [--seed=N] [--depth=N] [--no-recipe] [fit_model options...]
 #   (each value may also follow its option as the next argument: --data FILE)
 #
 #   --data      labelled positions, "FEN;score in pawns" per line
@@ -27,15 +27,13 @@
 #               20261123,20261125, the recipe; --seed N gives the single round N). A round's games
 #               are played with the tables of the build that samples it, so each round is made once,
 #               by the tables of its generation, and kept: see RECIPE.
-#   --smooth    pull the weight vectors of neighbouring piece counts together with strength S
-#               (fit_model --smooth; the recipe has 100, 0 leaves every count on its own)
 #   --seed, --depth   for the generated positions (default 1 for --generate, 20261123 for
 #               --lopsided; without --rounds, --seed N also samples the single round N; depth 8:
 #               the depth of stockfish's labels)
 #   --no-recipe    start the fit from fit_model's own defaults instead of RECIPE (below)
 #   Every other option goes to tools/fit_model (--loss=, --sigmoid=, --quiet-only, --cap=,
-#   --scale=, --lambda=, --max-rmse=, ...); see its header. The fit also fails if it does no
-#   better on held-out positions than a material-only fit.
+#   --scale=, --lambda=, --smooth=, --max-rmse=, ...); see its header. The fit also fails if it
+#   does no better on held-out positions than a material-only fit.
 #
 # The fit starts from the recipe of the committed weights.cpp (RECIPE below) and the fit_model
 # options given follow it, so that a variant names only what it changes: "--sigmoid=300" is the
@@ -62,7 +60,6 @@ lopsided=20000
 sample=100000
 floor=500
 play_depth=5
-smooth=""
 rounds=""
 seed=""
 depth=8
@@ -75,7 +72,7 @@ while [ $# -gt 0 ]; do
     arg=$1
     shift
     case "$arg" in
-        --data | --build | --generate | --lopsided | --sample | --floor | --play-depth | --rounds | --smooth | --seed | --depth)
+        --data | --build | --generate | --lopsided | --sample | --floor | --play-depth | --rounds | --seed | --depth)
             [ $# -gt 0 ] || { echo "Missing value after '$arg'" >&2; exit 1; }
             arg="$arg=$1"
             shift ;;
@@ -89,7 +86,6 @@ while [ $# -gt 0 ]; do
         --floor=*) floor=${arg#--floor=} ;;
         --play-depth=*) play_depth=${arg#--play-depth=} ;;
         --rounds=*) rounds=${arg#--rounds=} ;;
-        --smooth=*) smooth=${arg#--smooth=} ;;
         --seed=*) seed=${arg#--seed=} ;;
         --depth=*) depth=${arg#--depth=} ;;
         --no-recipe) recipe="" ;;
@@ -99,7 +95,6 @@ while [ $# -gt 0 ]; do
     esac
 done
 fit_options="$recipe$fit_options"
-[ -z "$smooth" ] || fit_options="$fit_options --smooth=$smooth"
 
 absolute() { (cd "$(dirname "$1")" && printf '%s/%s\n' "$(pwd)" "$(basename "$1")"); }
 step() { printf '\n== %s\n' "$*"; }
