@@ -1,43 +1,134 @@
-# The engine for testing frameworks that build with make, OpenBench among them:
+# The engine built with nothing but make and a C++20 compiler (GCC 10 or later, or Clang 12), as
+# testing frameworks such as OpenBench build it, on Linux and on Windows (MinGW-w64 / MSYS2):
 #
-#     make [-j] [EXE=name] [CXX=compiler]     the release engine at ./$(EXE) (default ./vireo)
-#     make clean                              removes build-openbench/ and ./$(EXE)
+#     make [-j] [EXE=name] [CXX=compiler]   the release engine at ./$(EXE) (default ./vireo)
+#     make release                          every release build, with SHA256SUMS, in dist/
+#     make clean                            removes build-make/, dist/ and ./$(EXE)
 #
-# This drives the project's CMake build in a folder of its own (build/ stays the developers'),
-# without the tests, so GoogleTest is not needed. The architecture is the project's portable
-# default, never "native": every worker that builds a commit must count the same bench nodes.
-# Needs cmake, a C++20 compiler and Fathom (Debian: cmake g++ make libfathom-dev).
+# Settings:
+#     ARCH=x86-64-v2    x86-64 only: the processor level (x86-64 for any x86-64 processor). Never
+#                       "native" for a build whose node counts others compare: every build counts
+#                       the same nodes, but only when none fuses multiply-adds (-ffp-contract=off).
+#     FATHOM=auto       Syzygy tablebases through Fathom where its header and library are found
+#                       (Debian: libfathom-dev); yes: required; no: the build without tablebases,
+#                       which searches exactly as the engine does with Fathom and no tables.
+#     FATHOM_SOURCE=dir Fathom's src/ folder, compiled in (Debian: apt-get source fathom); the
+#                       cross builds of the release take it from /usr/local/src/fathom/src.
+#     STATIC=yes        link statically (the default on Windows: no DLLs needed beside the .exe).
+#     OBJDIR=dir        where the objects go.
+# CMake (CMakeLists.txt) remains the developers' build, with the tests.
 
-EXE       ?= vireo
-CMAKE     ?= cmake
-BUILD_DIR := build-openbench
-# "make -j" without a number would start one compiler per source file at once; the inner build
-# runs as many as there are processors instead (JOBS=N to choose).
-JOBS      ?= $(shell nproc 2>/dev/null || echo 2)
+EXE ?= vireo
+ARCH ?= x86-64-v2
+FATHOM ?= auto
+FATHOM_SOURCE ?=
+OBJDIR ?=
 
-# Testers only run "make"; any other target is a mistake, named before make looks for a rule
-# (make would call "make bench" up to date, bench/ being a folder).
-unknown := $(filter-out all clean,$(MAKECMDGOALS))
+# Testers run "make" and "make clean"; anything else is a mistake, named before make looks for a
+# rule (make would call "make bench" up to date, bench/ being a folder).
+unknown := $(filter-out all release clean,$(MAKECMDGOALS))
 ifneq ($(unknown),)
-$(error unknown target '$(unknown)': the targets are all (the default) and clean; settings: EXE=name CXX=compiler JOBS=n)
+$(error unknown target '$(unknown)': the targets are all (the default), release and clean; settings: EXE=name CXX=compiler ARCH=level FATHOM=auto|yes|no)
 endif
 
 .DEFAULT_GOAL := all
-.PHONY: all clean
+.PHONY: all release clean
 
-all:
-	@command -v $(firstword $(CMAKE)) >/dev/null 2>&1 || { \
-	    echo "make: cmake not found: install CMake 3.22 or later (Debian: apt-get install cmake)" >&2; exit 1; }
-	@command -v $(firstword $(CXX)) >/dev/null 2>&1 || { \
-	    echo "make: C++ compiler '$(CXX)' not found: install it (Debian: apt-get install g++) or give CXX=..." >&2; exit 1; }
-	@if [ -z "$(EXE)" ] || [ -d "$(EXE)" ]; then \
-	    echo "make: EXE='$(EXE)' is not a file name for the engine" >&2; exit 1; fi
-	$(CMAKE) -S . -B $(BUILD_DIR) -DCMAKE_BUILD_TYPE=Release -DBUILD_TESTING=OFF -UVIREO_ARCH \
-	    -DCMAKE_CXX_COMPILER=$(CXX)
-	MAKEFLAGS= $(CMAKE) --build $(BUILD_DIR) --target vireo --parallel $(JOBS)
-	cp $(BUILD_DIR)/vireo $(EXE)
+ifeq ($(filter release clean,$(MAKECMDGOALS)),)
+TARGET := $(shell $(CXX) -dumpmachine 2>/dev/null)
+ifeq ($(TARGET),)
+$(error C++ compiler '$(CXX)' not found: install one (Debian: apt-get install g++) or give CXX=...)
+endif
+VERSION := $(shell sed -n 's/^project.Vireo VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)
+
+FLAGS := -std=c++20 -O3 -ffp-contract=off -Wall -Wextra -Wno-unused-parameter -I.
+LINK :=
+ifneq ($(findstring mingw,$(TARGET)),)
+    # MinGW's own printf and scanf know %llu and %zu, as the C library of old Windows does not.
+    FLAGS += -D__USE_MINGW_ANSI_STDIO=1
+    STATIC ?= yes
+else ifneq ($(findstring linux,$(TARGET)),)
+    # A position-dependent executable addresses its tables directly: about 3% faster.
+    FLAGS += -fno-pie
+    LINK += -no-pie
+endif
+ifneq ($(findstring x86_64,$(TARGET)),)
+    ifneq ($(ARCH),)
+        FLAGS += -march=$(ARCH)
+    endif
+    LEVEL := $(ARCH)
+else
+    LEVEL :=
+endif
+ifeq ($(STATIC),yes)
+    LINK += -static
+endif
+
+# Fathom: compiled from a source folder, linked from the system, or left out.
+ifneq ($(FATHOM_SOURCE),)
+    FATHOM_USED := source
+    FLAGS += -DVIREO_FATHOM=1 -I$(FATHOM_SOURCE)
+else ifneq ($(FATHOM),no)
+    FATHOM_FOUND := $(shell printf '\043include <tbprobe.h>\nint main() { return tb_init("<empty>") ? 0 : 1; }\n' | \
+        $(CXX) -x c++ - -o /dev/null -lfathom >/dev/null 2>&1 && echo yes)
+    ifeq ($(FATHOM_FOUND),yes)
+        FATHOM_USED := system
+        FLAGS += -DVIREO_FATHOM=1
+        LIBS := -lfathom
+    else ifeq ($(FATHOM),yes)
+        $(error Fathom not found (tbprobe.h and libfathom): install it (Debian: apt-get install libfathom-dev), give FATHOM_SOURCE=its src folder, or build without tablebases: FATHOM=no)
+    else
+        FATHOM_USED := none
+    endif
+else
+    FATHOM_USED := none
+endif
+
+# Each setting has its own objects, so that switching between them never mixes two.
+OBJDIR_USED := $(if $(OBJDIR),$(OBJDIR),build-make/$(TARGET)$(if $(LEVEL),-$(LEVEL))-$(FATHOM_USED)$(if $(STATIC),-static))
+SOURCES := $(sort $(wildcard platform/*.cpp engine/*/*.cpp sliders/*.cpp transposition/*.cpp evaluation/*.cpp))
+OBJECTS := $(patsubst %.cpp,$(OBJDIR_USED)/%.o,$(SOURCES))
+FATHOM_OBJECT := $(if $(FATHOM_SOURCE),$(OBJDIR_USED)/fathom/tbprobe.o)
+endif
+
+all: $(EXE)
+	@echo "Built $(EXE) for $(TARGET)$(if $(LEVEL), ($(LEVEL))), tablebases: $(if $(filter none,$(FATHOM_USED)),none (no Fathom),Fathom ($(FATHOM_USED)))"
+
+$(EXE): $(OBJECTS) $(FATHOM_OBJECT)
+	$(CXX) $(FLAGS) $^ -o $@ $(LINK) $(LIBS)
+
+$(OBJDIR_USED)/generated/vireo_version.h: engine/frontend/vireo_version.h.in CMakeLists.txt
+	@mkdir -p $(@D)
+	sed 's/@PROJECT_VERSION@/$(VERSION)/' $< > $@
+
+$(OBJDIR_USED)/%.o: %.cpp | $(OBJDIR_USED)/generated/vireo_version.h
+	@mkdir -p $(@D)
+	$(CXX) $(FLAGS) -I$(OBJDIR_USED)/generated -MMD -MP -c $< -o $@
+
+# Fathom's C source, with the settings Debian builds its library with.
+$(OBJDIR_USED)/fathom/tbprobe.o: $(FATHOM_SOURCE)/tbprobe.c
+	@mkdir -p $(@D)
+	$(CXX) -x c -std=gnu99 -O3 $(filter -march=%,$(FLAGS)) -DTB_NO_THREADS -DTB_NO_HW_POP_COUNT -I$(FATHOM_SOURCE) -w -c $< -o $@
+
+-include $(OBJECTS:.o=.d)
+
+# The release: statically linked engines for Linux (x86-64 at two levels, ARM64) and Windows x64,
+# with Fathom compiled in from Debian's source package, each named for its platform.
+RELEASE_FATHOM ?= /usr/local/src/fathom/src
+RELEASE_VERSION := $(shell sed -n 's/^project.Vireo VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)
+RELEASE_NAME := dist/vireo-$(RELEASE_VERSION)
+release:
+	@test -f $(RELEASE_FATHOM)/tbprobe.c || { echo "make: Fathom's source not found in $(RELEASE_FATHOM): run tools/install-deps.sh (it unpacks Debian's source package there) or give RELEASE_FATHOM=dir" >&2; exit 1; }
+	@mkdir -p dist
+	$(MAKE) EXE=$(RELEASE_NAME)-linux-x86-64-v2 CXX=g++ ARCH=x86-64-v2 STATIC=yes FATHOM_SOURCE=$(RELEASE_FATHOM) OBJDIR=build-make/release/linux-x86-64-v2
+	$(MAKE) EXE=$(RELEASE_NAME)-linux-x86-64 CXX=g++ ARCH=x86-64 STATIC=yes FATHOM_SOURCE=$(RELEASE_FATHOM) OBJDIR=build-make/release/linux-x86-64
+	$(MAKE) EXE=$(RELEASE_NAME)-linux-aarch64 CXX=aarch64-linux-gnu-g++ STATIC=yes FATHOM_SOURCE=$(RELEASE_FATHOM) OBJDIR=build-make/release/linux-aarch64
+	$(MAKE) EXE=$(RELEASE_NAME)-windows-x86-64-v2.exe CXX=x86_64-w64-mingw32-g++ ARCH=x86-64-v2 FATHOM_SOURCE=$(RELEASE_FATHOM) OBJDIR=build-make/release/windows-x86-64-v2
+	$(MAKE) EXE=$(RELEASE_NAME)-windows-x86-64.exe CXX=x86_64-w64-mingw32-g++ ARCH=x86-64 FATHOM_SOURCE=$(RELEASE_FATHOM) OBJDIR=build-make/release/windows-x86-64
+	cp LICENSE dist/LICENSE
+	cd dist && rm -f SHA256SUMS && sha256sum vireo-$(RELEASE_VERSION)-* LICENSE > SHA256SUMS
+	@ls -l dist
 
 clean:
-	rm -rf $(BUILD_DIR)
+	rm -rf build-make dist
 	rm -f $(EXE)
-

@@ -1,6 +1,5 @@
 // Settles positions whose result is known without search. It runs at node entry, before the
 // attack information exists, so king zones come straight from the king attack table.
-#include <tbprobe.h>
 #include "endgame.h"
 #include "evaluation.h"
 #include "kpk.h"
@@ -11,6 +10,20 @@ int materialBalance(const Ply* ply) {
     int balance = 0;
     for (int t = PAWN; t <= QUEEN; t++) balance += piece_value[t] * (popcount(p->pieces[t]) - popcount(o->pieces[t]));
     return balance;
+}
+
+TablebasePosition tablebasePosition(const Ply* ply) {
+    const Side &w = ply->white, &b = ply->black;
+    return {w.pieces[0],
+            b.pieces[0],
+            w.pieces[KING] | b.pieces[KING],
+            w.pieces[QUEEN] | b.pieces[QUEEN],
+            w.pieces[ROOK] | b.pieces[ROOK],
+            w.pieces[BISHOP] | b.pieces[BISHOP],
+            w.pieces[KNIGHT] | b.pieces[KNIGHT],
+            w.pieces[PAWN] | b.pieces[PAWN],
+            ply->en_passant ? unsigned(lsb(ply->en_passant)) : 0,
+            whiteToMove(ply)};
 }
 
 namespace {
@@ -67,18 +80,14 @@ int probeThreeMen(const Ply* ply, int* score) {
 
 int probeTablebases(const Ply* ply, int* score) {
     if (ply->halfmove != 0 || canCastle(ply->castling) || ply->en_passant) return 0;
-    const Side &b = ply->black, &w = ply->white;
-    unsigned wdl =
-        tb_probe_wdl(w.pieces[0], b.pieces[0], w.pieces[KING] | b.pieces[KING], w.pieces[QUEEN] | b.pieces[QUEEN],
-                     w.pieces[ROOK] | b.pieces[ROOK], w.pieces[BISHOP] | b.pieces[BISHOP],
-                     w.pieces[KNIGHT] | b.pieces[KNIGHT], w.pieces[PAWN] | b.pieces[PAWN], 0, 0, 0, whiteToMove(ply));
-    if (wdl == TB_DRAW) {
+    int wdl = probeTablebaseResult(tablebasePosition(ply));
+    if (wdl == WDL_DRAW) {
         *score = 0;
         return 1;
     }
-    if (wdl != TB_WIN && wdl != TB_LOSS) return 0; // fifty-move results and failures
+    if (wdl != WDL_WIN && wdl != WDL_LOSS) return 0; // fifty-move results and failures
     int centre = king_centre[ply->player->king] - king_centre[ply->opponent->king];
-    *score = (wdl == TB_WIN ? TB_WIN_SCORE : -TB_WIN_SCORE) + materialBalance(ply) + centre;
+    *score = (wdl == WDL_WIN ? TB_WIN_SCORE : -TB_WIN_SCORE) + materialBalance(ply) + centre;
     return 1;
 }
 
@@ -87,8 +96,8 @@ int probeTablebases(const Ply* ply, int* score) {
 int probeEndgame(Ply* ply, int* score) {
     int men = popcount(ply->occupancy);
     if (men > 3) {
-        // Without tables TB_LARGEST is 0 and this is the only test made.
-        if (unsigned(men) > TB_LARGEST) return 0;
+        // Without tables the count is 0 and this is the only test made.
+        if (unsigned(men) > tablebase_men) return 0;
         return probeTablebases(ply, score);
     }
     if (men == 2) {

@@ -3,6 +3,7 @@
 #pragma once
 #include <cstdint>
 #include "../engine/board/board.h"
+#include "../platform/tablebase.h"
 
 constexpr int KNOWN_WIN = 13000;    // won three-man ending, plus material
 constexpr int TB_WIN_SCORE = 10000; // tablebase win, plus material
@@ -24,3 +25,6 @@ inline constexpr int8_t king_centre[64] = {
 
 // Material balance in centipawns from the side to move's view, by piece_value.
 int materialBalance(const Ply* ply);
+
+// The position as the tablebases take it.
+TablebasePosition tablebasePosition(const Ply* ply);

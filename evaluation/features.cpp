@@ -1,11 +1,9 @@
 // Feature extraction: population counts of masked bitboards, straight-line code. The order and
 // the signs of the features are also the column layout of the feature rows written for fitting.
 #include <array>
-#if defined(__SSE4_1__)
-#include <smmintrin.h>
-#endif
 #include "features.h"
 #include "../engine/board/attacks.h"
+#include "../platform/vector.h"
 
 int _features_[MAX_FEATURES];
 
@@ -70,18 +68,10 @@ void computeFeatures(const Side* P, const Side* O) {
     // counts one side's pieces of the type in ring d.
     for (int t = KNIGHT; t <= KING; t++) {
         uint64_t p_rings = P->ring_counts[t - KNIGHT], o_rings = O->ring_counts[t - KNIGHT];
-#if defined(__SSE4_1__)
-        // The seven byte differences, sign-extended four at a time; the eighth (always 0) lands
-        // on the next type's first feature, or after the kings on the first threat feature,
-        // which is written further down.
+        // The seven byte differences and an eighth (always 0), which lands on the next type's first
+        // feature, or after the kings on the first threat feature, written further down.
         static_assert(ringFeature(KING, 6) + 1 == threatFeature(PAWN, PAWN));
-        __m128i diff = _mm_sub_epi8(_mm_cvtsi64_si128(int64_t(p_rings)), _mm_cvtsi64_si128(int64_t(o_rings)));
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(f + ringFeature(t, 0)), _mm_cvtepi8_epi32(diff));
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(f + ringFeature(t, 4)), _mm_cvtepi8_epi32(_mm_srli_si128(diff, 4)));
-#else
-        for (int d = 0; d < 7; d++)
-            f[ringFeature(t, d)] = int((p_rings >> (8 * d)) & 0xff) - int((o_rings >> (8 * d)) & 0xff);
-#endif
+        byteDifferences(p_rings, o_rings, f + ringFeature(t, 0));
     }
 
     // Threats (attacker of type a on enemy targets of type v) and defence (opponent first).

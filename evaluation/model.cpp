@@ -1,9 +1,9 @@
 // Scoring a feature vector: material-class lookup and the 4-wide single-precision dot product.
 #include <cstdio>
-#include <emmintrin.h> // SSE2, which every x86-64 processor has
 #include "model.h"
 #include "features.h"
 #include "../engine/board/assertion.h"
+#include "../platform/vector.h"
 
 static_assert(NUM_FEATURES + 1 == MODEL_WEIGHTS, "one weight per feature plus the constant term");
 
@@ -46,30 +46,22 @@ int modelScore(const int* features, int men, float class_term) {
     // 32 blocks of four: the last block holds features 124..126 and the constant term's slot,
     // whose feature lane is masked off; the constant term is added on its own.
     static_assert(MODEL_WEIGHTS % 16 == 0);
-    auto block = [&](int i) {
-        __m128 f = _mm_cvtepi32_ps(_mm_loadu_si128(reinterpret_cast<const __m128i*>(features + i)));
-        return _mm_mul_ps(f, _mm_loadu_ps(w + i));
-    };
+    auto block = [&](int i) { return toFloat4(loadInt4(features + i)) * loadFloat4(w + i); };
     // Four accumulators keep the additions out of one long dependency chain.
-    __m128 a0 = block(0), a1 = block(4), a2 = block(8), a3 = block(12);
+    Float4 a0 = block(0), a1 = block(4), a2 = block(8), a3 = block(12);
     for (int i = 16; i < MODEL_WEIGHTS - 16; i += 16) {
-        a0 = _mm_add_ps(a0, block(i));
-        a1 = _mm_add_ps(a1, block(i + 4));
-        a2 = _mm_add_ps(a2, block(i + 8));
-        a3 = _mm_add_ps(a3, block(i + 12));
+        a0 += block(i);
+        a1 += block(i + 4);
+        a2 += block(i + 8);
+        a3 += block(i + 12);
     }
-    a0 = _mm_add_ps(a0, block(MODEL_WEIGHTS - 16));
-    a1 = _mm_add_ps(a1, block(MODEL_WEIGHTS - 12));
-    a2 = _mm_add_ps(a2, block(MODEL_WEIGHTS - 8));
-    const __m128i keep = _mm_set_epi32(0, -1, -1, -1);
-    __m128i last = _mm_and_si128(_mm_loadu_si128(reinterpret_cast<const __m128i*>(features + MODEL_WEIGHTS - 4)), keep);
-    a3 = _mm_add_ps(a3, _mm_mul_ps(_mm_cvtepi32_ps(last), _mm_loadu_ps(w + MODEL_WEIGHTS - 4)));
-    __m128 sum = _mm_add_ps(_mm_add_ps(a0, a1), _mm_add_ps(a2, a3));
-    // Horizontal sum of the four lanes.
-    __m128 high = _mm_movehl_ps(sum, sum);
-    sum = _mm_add_ps(sum, high);
-    sum = _mm_add_ss(sum, _mm_shuffle_ps(sum, sum, 1));
-    float s = class_term + _mm_cvtss_f32(sum) + w[MODEL_WEIGHTS - 1];
+    a0 += block(MODEL_WEIGHTS - 16);
+    a1 += block(MODEL_WEIGHTS - 12);
+    a2 += block(MODEL_WEIGHTS - 8);
+    Int4 last = loadInt4(features + MODEL_WEIGHTS - 4);
+    last[3] = 0;
+    a3 += toFloat4(last) * loadFloat4(w + MODEL_WEIGHTS - 4);
+    float s = class_term + sumLanes((a0 + a1) + (a2 + a3)) + w[MODEL_WEIGHTS - 1];
     // Keep clear of the search's mate band; truncation toward zero after the clamp.
     if (s > 29936.0f) s = 29936.0f;
     if (s < -29936.0f) s = -29936.0f;

@@ -9,11 +9,9 @@
 #include <cstdio>
 #include <cstring>
 #include <dirent.h>
-#include <fcntl.h>
-#include <sys/mman.h>
 #include <sys/stat.h>
-#include <unistd.h>
 #include "syzygy_check.h"
+#include "../platform/files.h"
 
 namespace {
 
@@ -296,22 +294,18 @@ bool checkLayout(const uint8_t* data, uint64_t size, const Material& m, bool dtz
 
 bool checkTableFile(const std::string& path, std::string* reason) {
     const char* slash = strrchr(path.c_str(), '/');
+#if defined(_WIN32)
+    if (const char* backslash = strrchr(path.c_str(), '\\'); backslash && (!slash || backslash > slash))
+        slash = backslash;
+#endif
     const char* name = slash ? slash + 1 : path.c_str();
     Material m;
     if (!readName(name, &m)) return *reason = "not the name of a table", false;
     bool dtz = !strcmp(name + strlen(name) - 5, ".rtbz");
-    int fd = open(path.c_str(), O_RDONLY);
-    struct stat about;
-    if (fd < 0 || fstat(fd, &about) || !S_ISREG(about.st_mode)) {
-        if (fd >= 0) close(fd);
-        return *reason = "cannot be read", false;
-    }
-    uint64_t size = uint64_t(about.st_size);
-    void* data = size ? mmap(nullptr, size, PROT_READ, MAP_SHARED, fd, 0) : MAP_FAILED;
-    close(fd);
-    if (data == MAP_FAILED) return *reason = "cannot be read", false;
-    bool sound = checkLayout((const uint8_t*)data, size, m, dtz, reason);
-    munmap(data, size);
+    FileMapping file = mapFile(path.c_str());
+    if (!file.data) return *reason = "cannot be read", false;
+    bool sound = checkLayout(file.data, file.size, m, dtz, reason);
+    unmapFile(&file);
     return sound;
 }
 
@@ -319,7 +313,7 @@ bool checkTableFiles(const std::string& path) {
     bool sound = true;
     size_t start = 0;
     while (start <= path.size()) {
-        size_t end = path.find(':', start);
+        size_t end = path.find(PATH_LIST_SEPARATOR, start);
         if (end == std::string::npos) end = path.size();
         std::string dir = path.substr(start, end - start);
         start = end + 1;

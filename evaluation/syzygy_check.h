@@ -9,8 +9,8 @@
 // What is not looked at: the compressed data and the index into it.
 bool checkTableFile(const std::string& path, std::string* reason);
 
-// Checks every table file of the directories of a ":"-separated path (without empty parts) and
-// prints "info string Damaged tablebase file <path>: <reason>" for each one that fails; true when
-// none does. Files the library would not take (not named as a table, or refused by size) are left
+// Checks every table file of the directories of a path list (PATH_LIST_SEPARATOR between them,
+// no empty parts) and prints "info string Damaged tablebase file <path>: <reason>" for each one
+// that fails; true when none does. Files the library would not take (not named as a table, or refused by size) are left
 // to it.
 bool checkTableFiles(const std::string& path);

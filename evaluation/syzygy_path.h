@@ -2,6 +2,7 @@
 #pragma once
 #include <string>
 
-// The directories of a ":"-separated list without its empty parts (a leading, trailing or doubled
-// ":"), which the library cannot take; "<empty>" when nothing is left.
+// The directories of a list separated by PATH_LIST_SEPARATOR (":", or ";" on Windows) without its
+// empty parts (a leading, trailing or doubled separator), which the library cannot take; "<empty>"
+// when nothing is left.
 std::string cleanSyzygyPath(const char* value);

@@ -11,6 +11,7 @@
 #include "features.h"
 #include "../engine/board/movegen.h"
 #include "../engine/board/notation.h"
+#include "../platform/files.h"
 
 namespace {
 
@@ -32,14 +33,6 @@ FILE* openInput(const char* name) {
         return nullptr;
     }
     return file;
-}
-
-// Whether the named file exists and is the open input itself (also through a link): writing it
-// would destroy the input before it is read.
-bool isSameFile(FILE* input, const char* name) {
-    struct stat in, out;
-    return fstat(fileno(input), &in) == 0 && stat(name, &out) == 0 && in.st_dev == out.st_dev &&
-           in.st_ino == out.st_ino;
 }
 
 void reportIgnored(unsigned long long lines, unsigned long long samples) {

@@ -9,7 +9,7 @@
 #include <poll.h>
 #include <unistd.h>
 #include <sys/wait.h>
-#include "engine/search/clock.h"
+#include "platform/clock.h"
 
 class EngineProcess {
 public:

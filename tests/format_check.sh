@@ -21,7 +21,7 @@ if [ -z "$format" ]; then
     exit 77
 fi
 
-files=$(find engine evaluation sliders transposition tools tests bench -name '*.cpp' -o -name '*.h' |
+files=$(find platform engine evaluation sliders transposition tools tests bench -name '*.cpp' -o -name '*.h' |
     grep -v -e 'engine/board/zobrist_numbers\.cpp$' -e 'sliders/magics\.cpp$' \
         -e 'evaluation/kpk_bitbase\.cpp$' -e 'evaluation/weights\.cpp$' | sort)
 # --dry-run --Werror names every line that would change and fails if there is one.

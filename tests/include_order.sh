@@ -1,6 +1,7 @@
 #!/bin/sh
-# Includes run one way: the board (with the slider tables), then the evaluation, then the search
-# (with the transposition table), then the front end. Prints every quoted include of the engine's
+# Includes run one way: the platform layer (what differs between systems and processors), the
+# board (with the slider tables), then the evaluation, then the search (with the transposition
+# table), then the front end. Prints every quoted include of the engine's
 # sources that points upwards or out of the engine, and fails if there is one.
 # Usage: include_order.sh [source root]
 cd "${1:-$(dirname "$0")/..}" || exit 2
@@ -8,6 +9,7 @@ root=$(pwd)
 
 level() {
     case "$1" in
+        platform/*) echo 0 ;;
         engine/board/*|sliders/*) echo 1 ;;
         evaluation/*) echo 2 ;;
         engine/search/*|transposition/*) echo 3 ;;
@@ -18,6 +20,7 @@ level() {
 
 name() {
     case "$1" in
+        0) echo "the platform layer" ;;
         1) echo "the board" ;;
         2) echo "the evaluation" ;;
         3) echo "the search" ;;
@@ -27,7 +30,7 @@ name() {
 }
 
 wrong=0
-for file in $(find engine sliders evaluation transposition -name '*.h' -o -name '*.cpp' | sort); do
+for file in $(find platform engine sliders evaluation transposition -name '*.h' -o -name '*.cpp' | sort); do
     from=$(level "$file")
     for target in $(sed -n 's/^[[:space:]]*#[[:space:]]*include[[:space:]]*"\([^"]*\)".*/\1/p' "$file"); do
         # A quoted include is looked for beside the including file first, then from the top folder.

@@ -5,7 +5,7 @@
 #include <fstream>
 #include <string>
 #include <vector>
-#include <tbprobe.h>
+#include "platform/tablebase.h"
 
 // The FEN of every line of the labelled training positions ("FEN;score" lines), in file order;
 // read once per test binary, empty when the file is missing.
@@ -31,8 +31,8 @@ inline bool haveSyzygy() {
 // switched on in between stay loaded but go unused, so that the other tests in this process see
 // the engine without tables.
 struct TablesOff {
-    TablesOff() { TB_LARGEST = 0; }
-    ~TablesOff() { TB_LARGEST = 0; }
+    TablesOff() { tablebase_men = 0; }
+    ~TablesOff() { tablebase_men = 0; }
     TablesOff(const TablesOff&) = delete;
     TablesOff& operator=(const TablesOff&) = delete;
 };

@@ -89,7 +89,7 @@ TEST(Endgame, SyzygyProbes) {
     std::string log;
     EXPECT_EQ(loadSyzygy(syzygyDir(), &log), "info debug Initialisation of Syzygy : success (4 pieces)\n");
     EXPECT_EQ(log, "Syzygy ok\n");
-    EXPECT_EQ(TB_LARGEST, 4u);
+    EXPECT_EQ(tablebase_men, 4u);
 
     // Queen against pawn: win for the queen, loss for the pawn side; score = 10000 + material
     // + centralisation difference.
@@ -132,7 +132,7 @@ TEST(Endgame, SyzygyProbes) {
 
     // "<empty>" switches the tables off again.
     EXPECT_EQ(loadSyzygy("<empty>"), "info debug Initialisation of Syzygy : failure\n");
-    EXPECT_EQ(TB_LARGEST, 0u);
+    EXPECT_EQ(tablebase_men, 0u);
     EXPECT_EQ(probe("4k3/8/8/r7/8/8/7R/4K3 w - - 0 1").first, 0);
 }
 
@@ -140,7 +140,7 @@ TEST(Endgame, FailedTablebaseLoads) {
     std::string log = "unset";
     EXPECT_EQ(loadSyzygy("/nonexistent/vireo/tables", &log), "info debug Initialisation of Syzygy : failure\n");
     EXPECT_EQ(log, "");
-    EXPECT_EQ(TB_LARGEST, 0u);
+    EXPECT_EQ(tablebase_men, 0u);
     unloadSyzygy();
 }
 

@@ -3,7 +3,7 @@
 #include <cstring>
 #include "tests/search_fixture.h"
 #include "engine/search/record.h"
-#include "engine/search/clock.h"
+#include "platform/clock.h"
 
 TEST(Record, ScoreText) {
     EXPECT_EQ(scoreText(31), "score cp 31 ");

@@ -1,7 +1,6 @@
 // The tablebase root probe: when it applies, the score by win/draw/loss and distance to zeroing,
 // and promotions mapped to our piece types.
 #include <gtest/gtest.h>
-#include <tbprobe.h>
 #include "tests/search_fixture.h"
 #include "tests/shared_data.h"
 #include "engine/search/rootprobe.h"
@@ -15,10 +14,10 @@ bool loadTables() {
     static bool tried = false;
     if (!tried) {
         tried = true;
-        if (haveSyzygy() && tb_init(syzygyDir().c_str())) loaded_largest = TB_LARGEST;
-        TB_LARGEST = 0;
+        if (haveSyzygy() && loadTablebases(syzygyDir().c_str())) loaded_largest = tablebase_men;
+        tablebase_men = 0;
     }
-    TB_LARGEST = loaded_largest;
+    tablebase_men = loaded_largest;
     return loaded_largest >= 4;
 }
 

@@ -4,41 +4,18 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <sys/mman.h>
 #include "tt.h"
+#include "../platform/memory.h"
 
 TranspositionTable transposition;
 
 namespace {
-// Every probe lands on a random page: with 2 MB pages most of them no longer miss the TLB.
-void adviseHugePages(void* start, size_t bytes) {
-    constexpr uintptr_t HUGE_PAGE = uintptr_t(2) << 20;
-    uintptr_t first = (uintptr_t(start) + HUGE_PAGE - 1) & ~(HUGE_PAGE - 1);
-    uintptr_t last = (uintptr_t(start) + bytes) & ~(HUGE_PAGE - 1);
-    if (last > first) madvise((void*)first, last - first, MADV_HUGEPAGE);
-}
-
 // Touches every page once at creation, where the interface waits for "readyok" anyway, rather
 // than in a search, whose clock would pay for the system's zeroing of fresh pages: at 2 GB a first
 // search that faults its pages in runs under 10,000 nodes a second. Whatever the size.
 void touchPages(void* start, size_t bytes) {
     volatile char* p = (volatile char*)start;
     for (size_t i = 0; i < bytes; i += 4096) p[i] = 0;
-}
-
-// The memory the system can still give without taking it from others ("MemAvailable"); no limit
-// when it cannot be read. The allocation alone would succeed far beyond it, as memory is promised
-// lazily, and committing the pages would then end the process instead of halving the size.
-uint64_t availableBytes() {
-    uint64_t kb = UINT64_MAX / 1024;
-    if (FILE* f = fopen("/proc/meminfo", "r")) {
-        char line[256];
-        unsigned long long value;
-        while (fgets(line, sizeof line, f))
-            if (sscanf(line, "MemAvailable: %llu kB", &value) == 1) kb = value;
-        fclose(f);
-    }
-    return kb * 1024;
 }
 
 // What calloc returned. The entries start at the next multiple of 64 bytes inside it, so that a
@@ -57,7 +34,7 @@ void createTT(int size_mb) {
     }
     uint64_t count = uint64_t(size_mb) * 65536;
     size_t bytes = (count + 4) * sizeof(TTEntry);
-    allocation = bytes < availableBytes() ? calloc(count + 4, sizeof(TTEntry)) : nullptr;
+    allocation = bytes < availableMemory() ? calloc(count + 4, sizeof(TTEntry)) : nullptr;
     if (!allocation) {
         printf("info debug Creation of Transposition Table : failure (%i MB)\n", size_mb);
         if (size_mb == 1) {
@@ -67,7 +44,7 @@ void createTT(int size_mb) {
         createTT(size_mb / 2);
         return;
     }
-    adviseHugePages(allocation, bytes);
+    adviseLargePages(allocation, bytes);
     touchPages(allocation, bytes);
     transposition.entries = (TTEntry*)((uintptr_t(allocation) + 63) & ~uintptr_t(63));
     transposition.count = count;

@@ -1,25 +1,16 @@
 // Copy-make: only the leading block of the record (both sides, key, castling rights) is copied into
 // the record above; everything derived is recomputed there on demand, and taking a move back is
 // a single step down the stack.
-#include <emmintrin.h> // SSE2, which every x86-64 processor has
 #include "makemove.h"
 #include "assertion.h"
+#include "../../platform/vector.h"
 
 namespace {
-// The carried-over block in 16-byte moves, unrolled: left to itself the compiler copies a block of
-// this size with a string instruction, whose start-up costs more than the copy.
-inline void copyLeadingBlock(Ply* next, const Ply* old) {
-    static_assert(PLY_LEADING_BLOCK % 16 == 0);
-    auto* to = reinterpret_cast<__m128i*>(next);
-    auto* from = reinterpret_cast<const __m128i*>(old);
-#pragma GCC unroll 32
-    for (size_t i = 0; i < PLY_LEADING_BLOCK / 16; i++) _mm_storeu_si128(to + i, _mm_loadu_si128(from + i));
-}
-
 // Copies the carried-over block and points the new record's sides at its own attack records.
 inline Ply* pushRecord(Ply* old) {
     Ply* next = old + 1;
-    copyLeadingBlock(next, old);
+    static_assert(PLY_LEADING_BLOCK % 16 == 0);
+    copyBlocks<PLY_LEADING_BLOCK>(next, old);
     next->black.attacks = &next->black_attacks;
     next->white.attacks = &next->white_attacks;
     bool black_moved = old->player == &old->black;

@@ -1,7 +1,7 @@
 // "bench": four fixed middle-game positions searched to depth 12, and the speed over all of them.
 #include <cstdio>
 #include "../search/search.h"
-#include "../search/clock.h"
+#include "../../platform/clock.h"
 #include "../board/notation.h"
 #include "frontend.h"
 #include "../search/record.h"

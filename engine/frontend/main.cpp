@@ -1,8 +1,6 @@
 // Start-up: tables first, then either a training tool, the bench, or the engine with its command loop.
 #include <cstdio>
 #include <cstring>
-#include <fcntl.h>
-#include <unistd.h>
 #include "../engine.h"
 #include "../board/notation.h"
 #include "../search/alphabeta.h"
@@ -11,12 +9,14 @@
 #include "../../sliders/sliders.h"
 #include "../../transposition/tt.h"
 #include "../../evaluation/evaluation.h"
+#include "../../platform/processor.h"
+#include "../../platform/stdin.h"
 
 namespace {
 void reportProcessor() {
     const char* names[4] = {"'popcnt'", "'avx1'", "'avx2'", "'bmi2'"};
-    bool has[4] = {(bool)__builtin_cpu_supports("popcnt"), (bool)__builtin_cpu_supports("avx"),
-                   (bool)__builtin_cpu_supports("avx2"), (bool)__builtin_cpu_supports("bmi2")};
+    bool has[4];
+    processorFeatures(has);
     printf("info debug Supported instructions : ");
     const char* separator = "";
     for (int i = 0; i < 4; i++)
@@ -34,18 +34,10 @@ bool readArguments(int argc, char** argv) {
     }
     return bench;
 }
-
-// Nobody talks to a bench started from the command line, and its searches stop at waiting input:
-// standard input becomes empty so that stray input (a terminal, a test harness's pipe) cannot cut
-// them short and change the node count.
-void detachInput() {
-    int null_input = open("/dev/null", O_RDONLY);
-    if (null_input >= 0 && dup2(null_input, 0) >= 0 && null_input != 0) close(null_input);
-}
 } // namespace
 
 int main(int argc, char** argv) {
-    setvbuf(stdout, nullptr, _IONBF, 0);
+    setUpConsole();
     initColours();
     initSliders();
     initCentrality();
@@ -62,7 +54,9 @@ int main(int argc, char** argv) {
     setPosition(START_FEN, nullptr, nullptr);
     newGame();
     if (bench) {
-        detachInput();
+        // Nobody talks to a bench started from the command line, and its searches stop at waiting
+        // input: stray input (a terminal, a test harness's pipe) must not cut them short.
+        detachStandardInput();
         commandLineBench();
         quitEngine();
     }

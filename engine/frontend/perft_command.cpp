@@ -2,7 +2,7 @@
 #include <cstdio>
 #include "frontend.h"
 #include "../board/perft.h"
-#include "../search/clock.h"
+#include "../../platform/clock.h"
 #include "../search/search.h"
 
 // Deeper counts would not fit on the ply stack beside the game history.

@@ -1,11 +1,8 @@
-// Standard input is read through our own buffer over read(2): the search can then tell whether a
-// line is waiting by looking at the buffer and asking the descriptor, without reading it.
+// Standard input is read through our own buffer: the search can then tell whether a line is
+// waiting by looking at the buffer and asking the system, without reading it.
 #include <cstdio>
-#include <cerrno>
-#include <poll.h>
-#include <unistd.h>
-#include <sys/ioctl.h>
 #include "input.h"
+#include "../../platform/stdin.h"
 
 char input[INPUT_SIZE];
 
@@ -17,14 +14,12 @@ bool end_of_input = false;
 int nextByte() {
     if (buffer_pos < buffer_len) return (unsigned char)buffer[buffer_pos++];
     if (end_of_input) return EOF;
-    ssize_t n;
-    do n = read(0, buffer, sizeof buffer);
-    while (n < 0 && errno == EINTR);
-    if (n <= 0) {
+    size_t n = readStandardInput(buffer, sizeof buffer);
+    if (n == 0) {
         end_of_input = true;
         return EOF;
     }
-    buffer_len = size_t(n);
+    buffer_len = n;
     buffer_pos = 0;
     return (unsigned char)buffer[buffer_pos++];
 }
@@ -71,23 +66,20 @@ bool readCommand() {
 bool inputWaiting() {
     if (buffer_pos < buffer_len) return true;
     if (end_of_input) return false;
-    int waiting = 0;
-    return ioctl(0, FIONREAD, &waiting) == 0 && waiting > 0;
+    return standardInputWaiting();
 }
 
 bool inputEnded() {
     if (buffer_pos < buffer_len) return false;
     if (end_of_input) return true;
-    pollfd p{0, POLLIN, 0};
-    if (poll(&p, 1, 0) != 1) return false; // nothing to read yet: the interface may still write
-    // Readable, so this read does not block: it returns either bytes, kept for readCommand, or the end.
-    ssize_t n = read(0, buffer, sizeof buffer);
+    if (!standardInputReadable()) return false; // nothing to read yet: the interface may still write
+    // Readable, so this read does not wait: it returns either bytes, kept for readCommand, or the end.
+    size_t n = readStandardInput(buffer, sizeof buffer);
     if (n > 0) {
-        buffer_len = size_t(n);
+        buffer_len = n;
         buffer_pos = 0;
         return false;
     }
-    if (n < 0 && (errno == EINTR || errno == EAGAIN)) return false;
     end_of_input = true;
     return true;
 }

@@ -1,7 +1,7 @@
 // Search record, score text, the draw test, the time check and the search's output lines.
 #include <cstdio>
 #include "record.h"
-#include "clock.h"
+#include "../../platform/clock.h"
 #include "input.h"
 #include "../board/makemove.h"
 #include "../board/movegen.h"

@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include "think.h"
 #include "alphabeta.h"
-#include "clock.h"
+#include "../../platform/clock.h"
 #include "../board/movegen.h"
 #include "../board/notation.h"
 #include "record.h"
