@@ -6,12 +6,13 @@
 # the cross builds compile in.
 #     tools/install-deps.sh            everything
 #     tools/install-deps.sh --engine   only what the engine and its CMake build need
+# FATHOM_SOURCE=dir puts Fathom's source elsewhere.
 set -e
 packages="cmake g++ make libfathom-dev libgtest-dev"
 if [ "$1" != "--engine" ]; then
     packages="$packages dpkg-dev stockfish mingw-w64 wine wine64 qemu-user g++-aarch64-linux-gnu"
 fi
-FATHOM_SOURCE=/usr/local/src/fathom
+FATHOM_SOURCE=${FATHOM_SOURCE:-/usr/local/src/fathom}
 
 sudo=""
 [ "$(id -u)" -ne 0 ] && sudo="sudo"
@@ -46,6 +47,7 @@ if ! grep -rqs '^Types:.*deb-src\|^deb-src' /etc/apt/sources.list /etc/apt/sourc
 fi
 update
 work=$(mktemp -d)
+chmod 755 "$work" # apt fetches as its own user
 (cd "$work" && apt-get source fathom)
 $sudo rm -rf "$FATHOM_SOURCE"
 $sudo mkdir -p "$(dirname "$FATHOM_SOURCE")"
