@@ -66,6 +66,7 @@ function nextTurn() {
         board.disableMoveInput();
         setState('over', over);
     } else if (game.turn() === person) {
+        if (board.isMoveInputEnabled()) board.disableMoveInput();
         board.enableMoveInput(onMoveInput, person === 'w' ? COLOR.white : COLOR.black);
         setState('person', game.inCheck() ? 'Your move (check)' : 'Your move');
     } else {

@@ -26,7 +26,7 @@ export interface SearchResult {
     /** the move in coordinate notation, "0000" when there is none */
     bestmove: string;
     ponder?: string;
-    /** the last "info" line with a score, or null when none came */
+    /** the last "info" line with a score and a principal variation, or null when none came */
     info: Info | null;
 }
 
@@ -66,7 +66,11 @@ export declare class Vireo {
     onLine(listener: (line: string) => void): () => void;
     /** Resolves to the next line that equals, matches or passes `match`. */
     waitFor(match: string | RegExp | ((line: string) => boolean), options?: { timeout?: number }): Promise<string>;
-    /** Searches a position; `limits` is a "go" text ("movetime 1000") or an object. */
+    /**
+     * Searches a position; `limits` is a "go" text ("movetime 1000") or an object. `onInfo` sees every
+     * "info" line with a score and a principal variation. A search asked for while another runs
+     * starts once that one has answered.
+     */
     search(position?: Position, limits?: string | Limits, options?: { onInfo?: (info: Info) => void }): Promise<SearchResult>;
     /** Makes the search under way move at once and resolves to its result (null when idle). */
     stop(): Promise<SearchResult> | null;

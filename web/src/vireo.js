@@ -59,7 +59,7 @@ export class Vireo {
     }
 
     // Searches a position and resolves to its best move with the last "info" line that carried a
-    // score. position: { fen, moves } (fen omitted: the start position); limits: a "go" text such as
+    // score and a principal variation; onInfo sees each such line as it comes. position: { fen, moves } (fen omitted: the start position); limits: a "go" text such as
     // "movetime 1000" or an object { depth, movetime, wtime, btime, winc, binc, movestogo, infinite }.
     // A search asked for while another runs starts after that one's "bestmove", so that each search
     // gets its own.
@@ -79,7 +79,7 @@ export class Vireo {
         this.send(moves.length ? `${base} moves ${moves.join(' ')}` : base);
         let info = null;
         const stopListening = this.onLine((line) => {
-            if (!line.startsWith('info ') || !line.includes(' score ')) return;
+            if (!line.startsWith('info ') || !line.includes(' score ') || !line.includes(' pv ')) return;
             info = parseInfo(line);
             if (onInfo) onInfo(info);
         });

@@ -18,6 +18,11 @@ const TYPES = {
 export function serve(root) {
     const server = createServer(async (request, response) => {
         const path = decodeURIComponent(new URL(request.url, 'http://127.0.0.1').pathname);
+        if (path === '/blank.html') {
+            // An empty page of the same origin, from which a test starts workers of its own.
+            response.writeHead(200, { 'Content-Type': TYPES['.html'] }).end('<!doctype html><title>blank</title>');
+            return;
+        }
         const file = normalize(join(root, path.endsWith('/') ? path + 'index.html' : path));
         if (!file.startsWith(normalize(root + sep))) {
             response.writeHead(403).end();
