@@ -14,10 +14,13 @@ const engine = await createVireo({
     print: (line) => self.postMessage(line),
     printErr: (line) => console.warn(line),
 });
-// main runs through the command loop, suspended whenever it waits for a line; an asynchronous call
-// settles only when it really ends, which is at "quit" (an exit, so a rejection): the worker ends too.
+// main runs the command loop, suspended whenever it waits for a line. Called asynchronously, it
+// settles only when it really ends: at "quit", through exit() (a rejection with the ExitStatus),
+// and then the worker ends too. Any other end is a fault, reported as the worker's error.
 try {
     await engine.ccall('main', 'number', ['number', 'number'], [0, 0], { async: true });
+} catch (error) {
+    if (error?.name !== 'ExitStatus') throw error;
 } finally {
     self.close();
 }

@@ -7,7 +7,8 @@ import { fileURLToPath } from 'node:url';
 import { serve } from './server.mjs';
 
 export const WEB = fileURLToPath(new URL('..', import.meta.url));
-export const DIST = WEB + 'dist/';
+// Another build to measure can be served instead: VIREO_WEB_DIST=folder.
+export const DIST = process.env.VIREO_WEB_DIST ?? WEB + 'dist/';
 export const CHROMIUM = process.env.CHROMIUM ?? '/usr/bin/chromium';
 
 // What a run needs besides the build; each missing piece named.

@@ -1,4 +1,5 @@
-// The browser tests, one per run: node run.mjs CASE [--native vireo] [--out folder]
+// The browser tests, one per run (or all of them in turn: all):
+//   node run.mjs CASE|all [--native vireo] [--out folder]
 //   uci      "uci" (posted before the engine has loaded) answers as the native engine does, "isready" readyok
 //   go       "position startpos moves e2e4" and "go depth 8" give a legal "bestmove"
 //   stop     "stop" during "go infinite" gives "bestmove" within half a second
@@ -51,6 +52,11 @@ const tests = {
         assert.equal(browserAnswer.length, 5);
         engine.send('isready');
         await engine.waitFor(/^readyok$/, 5000);
+        // "quit" ends the engine and its worker: nothing answers any more.
+        const count = (await engine.lines()).length;
+        engine.send('quit', 'isready');
+        await new Promise((resolve) => setTimeout(resolve, 1000));
+        assert.equal((await engine.lines()).length, count);
     },
 
     async go(session) {
@@ -108,21 +114,26 @@ const tests = {
     },
 };
 
-if (!tests[name]) {
-    console.log(`unknown test '${name}': ${Object.keys(tests).join(', ')}`);
+const names = name === 'all' ? Object.keys(tests) : [name];
+if (!names.every((n) => tests[n])) {
+    console.log(`unknown test '${name}': all, ${Object.keys(tests).join(', ')}`);
     process.exit(2);
 }
-if (['uci', 'bench'].includes(name) && !values.native) {
-    console.log(`the ${name} test compares with the native engine: give --native PATH`);
+if (names.some((n) => ['uci', 'bench'].includes(n)) && !values.native) {
+    console.log('the uci and bench tests compare with the native engine: give --native PATH');
     process.exit(2);
 }
 const session = await openBrowser();
-try {
-    await tests[name](session);
-    console.log(`PASSED: ${name}`);
-} catch (error) {
-    console.log(`FAILED: ${name}\n${error.stack ?? error}`);
-    process.exitCode = 1;
-} finally {
-    await session.close();
+let failed = 0;
+for (const test of names) {
+    try {
+        await tests[test](session);
+        console.log(`PASSED: ${test}`);
+    } catch (error) {
+        console.log(`FAILED: ${test}\n${error.stack ?? error}`);
+        failed++;
+    }
 }
+await session.close();
+if (names.length > 1) console.log(`${names.length - failed} passed, ${failed} failed`);
+process.exitCode = failed ? 1 : 0;
