@@ -9,6 +9,9 @@
 #include "stdin.h"
 
 namespace {
+// The bodies below are JavaScript, which clang-format would take for C++.
+// clang-format off
+
 // Copies up to `size` bytes of the lines received so far into `buffer`, each line ending in "\n".
 // The bytes of a line that did not fit stay for the next call.
 EM_JS(size_t, takeReceivedBytes, (char* buffer, size_t size), {
@@ -52,6 +55,7 @@ EM_ASYNC_JS(void, yieldToMessages, (), {
         channel.port2.postMessage(0);
     });
 });
+// clang-format on
 } // namespace
 
 // Output goes line by line to the worker's print hook, which posts each line at once.
