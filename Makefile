@@ -19,6 +19,7 @@
 #     FATHOM_SOURCE=dir Fathom's src/ folder, compiled in (Debian: apt-get source fathom); the
 #                       cross builds of the release take it from /usr/local/src/fathom/src.
 #     STATIC=yes        link statically (the default on Windows: no DLLs needed beside the .exe).
+#     STRIP=yes         leave the symbols out (the release does).
 #     OBJDIR=dir        where the objects go.
 # CMake (CMakeLists.txt) remains the developers' build, with the tests.
 
@@ -77,6 +78,9 @@ endif
 ifeq ($(STATIC),yes)
     LINK += -static
 endif
+ifeq ($(STRIP),yes)
+    LINK += -s
+endif
 
 # Fathom: compiled from a source folder, linked from the system, or left out.
 ifneq ($(FATHOM_SOURCE),)
@@ -127,18 +131,20 @@ $(OBJDIR_USED)/fathom/tbprobe.o: $(FATHOM_SOURCE)/tbprobe.c
 -include $(OBJECTS:.o=.d)
 
 # The release: statically linked engines for Linux (x86-64 at two levels, ARM64) and Windows x64,
-# with Fathom compiled in from Debian's source package, each named for its platform.
+# with Fathom compiled in from Debian's source package, each named for its platform, always built
+# afresh.
 RELEASE_FATHOM ?= /usr/local/src/fathom/src
 RELEASE_VERSION := $(shell sed -n 's/^project.Vireo VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)
 RELEASE_NAME := dist/vireo-$(RELEASE_VERSION)
 release:
 	@test -f $(RELEASE_FATHOM)/tbprobe.c || { echo "make: Fathom's source not found in $(RELEASE_FATHOM): run tools/install-deps.sh (it unpacks Debian's source package there) or give RELEASE_FATHOM=dir" >&2; exit 1; }
+	rm -rf build-make/release dist
 	@mkdir -p dist
-	$(MAKE) EXE=$(RELEASE_NAME)-linux-x86-64-v2 CXX=g++ ARCH=x86-64-v2 STATIC=yes FATHOM_SOURCE=$(RELEASE_FATHOM) OBJDIR=build-make/release/linux-x86-64-v2
-	$(MAKE) EXE=$(RELEASE_NAME)-linux-x86-64 CXX=g++ ARCH=x86-64 STATIC=yes FATHOM_SOURCE=$(RELEASE_FATHOM) OBJDIR=build-make/release/linux-x86-64
-	$(MAKE) EXE=$(RELEASE_NAME)-linux-aarch64 CXX=aarch64-linux-gnu-g++ STATIC=yes FATHOM_SOURCE=$(RELEASE_FATHOM) OBJDIR=build-make/release/linux-aarch64
-	$(MAKE) EXE=$(RELEASE_NAME)-windows-x86-64-v2.exe CXX=x86_64-w64-mingw32-g++ ARCH=x86-64-v2 FATHOM_SOURCE=$(RELEASE_FATHOM) OBJDIR=build-make/release/windows-x86-64-v2
-	$(MAKE) EXE=$(RELEASE_NAME)-windows-x86-64.exe CXX=x86_64-w64-mingw32-g++ ARCH=x86-64 FATHOM_SOURCE=$(RELEASE_FATHOM) OBJDIR=build-make/release/windows-x86-64
+	$(MAKE) EXE=$(RELEASE_NAME)-linux-x86-64-v2 CXX=g++ ARCH=x86-64-v2 STATIC=yes STRIP=yes FATHOM_SOURCE=$(RELEASE_FATHOM) OBJDIR=build-make/release/linux-x86-64-v2
+	$(MAKE) EXE=$(RELEASE_NAME)-linux-x86-64 CXX=g++ ARCH=x86-64 STATIC=yes STRIP=yes FATHOM_SOURCE=$(RELEASE_FATHOM) OBJDIR=build-make/release/linux-x86-64
+	$(MAKE) EXE=$(RELEASE_NAME)-linux-aarch64 CXX=aarch64-linux-gnu-g++ STATIC=yes STRIP=yes FATHOM_SOURCE=$(RELEASE_FATHOM) OBJDIR=build-make/release/linux-aarch64
+	$(MAKE) EXE=$(RELEASE_NAME)-windows-x86-64-v2.exe CXX=x86_64-w64-mingw32-g++ ARCH=x86-64-v2 STRIP=yes FATHOM_SOURCE=$(RELEASE_FATHOM) OBJDIR=build-make/release/windows-x86-64-v2
+	$(MAKE) EXE=$(RELEASE_NAME)-windows-x86-64.exe CXX=x86_64-w64-mingw32-g++ ARCH=x86-64 STRIP=yes FATHOM_SOURCE=$(RELEASE_FATHOM) OBJDIR=build-make/release/windows-x86-64
 	cp LICENSE dist/LICENSE
 	cd dist && rm -f SHA256SUMS && sha256sum vireo-$(RELEASE_VERSION)-* LICENSE > SHA256SUMS
 	@ls -l dist

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 #include <cctype>
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <optional>
@@ -233,4 +234,92 @@ TEST(OpenBench, ConfigurationAsksOnlyForWhatTheEngineOffers) {
     ASSERT_TRUE(std::regex_search(config, m, std::regex("\"path\"\\s*:\\s*\"([^\"]*)\"")));
     std::string folder = std::string(VIREO_SOURCE_DIR) + "/" + m[1].str();
     EXPECT_TRUE(std::ifstream(folder + "/Makefile").good()) << folder;
+
+    // The instruction sets that x86-64-v2 assumes, as the worker names them, and both systems the
+    // Makefile builds on. No tuning (the engine has no options to tune) and no data generation
+    // (the worker would first ask for "genfens", which the engine does not have).
+    for (const char* flag : {"\"POPCNT\"", "\"SSSE3\"", "\"SSE41\"", "\"SSE42\""})
+        EXPECT_NE(config.find(flag), std::string::npos) << flag;
+    EXPECT_TRUE(std::regex_search(config, std::regex("\"systems\"\\s*:\\s*\\[\"Linux\", \"Windows\"\\]")));
+    EXPECT_TRUE(std::regex_search(config, std::regex("\"compilers\"\\s*:\\s*\\[\"g\\+\\+>=\\d+\\.\\d+\\.\\d+\"\\]")));
+    EXPECT_EQ(config.find("tune_presets"), std::string::npos);
+    EXPECT_EQ(config.find("datagen_presets"), std::string::npos);
+}
+
+namespace {
+// The text a command prints on its standard output.
+std::string outputOf(const std::string& command) {
+    std::string text;
+    if (FILE* pipe = popen(command.c_str(), "r")) {
+        char buffer[4096];
+        for (size_t n; (n = fread(buffer, 1, sizeof buffer, pipe)) > 0;) text.append(buffer, n);
+        pclose(pipe);
+    }
+    return text;
+}
+
+std::optional<uint64_t> nativeBenchNodes() {
+    static std::optional<uint64_t> nodes = readLikeOpenBench(runBenchCopies(1)[0].out).nodes;
+    return nodes;
+}
+} // namespace
+
+// A worker reads the bench count of a commit from its message alone: the last match of
+// (BENCH|NODES)[ :=]+N in the upper-cased message. The commit tested must name the engine's count.
+TEST(OpenBench, HeadCommitNamesTheBenchCount) {
+    std::string message = outputOf("git -C '" VIREO_SOURCE_DIR "' log -1 --format=%B 2>/dev/null");
+    if (message.empty()) GTEST_SKIP() << "not a git checkout: no commit message to read";
+    for (char& c : message) c = char(std::toupper((unsigned char)c));
+    static const std::regex COUNT("(BENCH|NODES)[ :=]+(\\d+)");
+    std::optional<uint64_t> named;
+    for (auto it = std::sregex_iterator(message.begin(), message.end(), COUNT); it != std::sregex_iterator(); ++it)
+        named = std::stoull((*it)[2]);
+    ASSERT_TRUE(named) << "the head commit's message names no bench count; end it with \"Bench: N\"";
+    EXPECT_EQ(named, nativeBenchNodes()) << "the head commit names another count than the engine's";
+}
+
+// A worker has make and a compiler, neither cmake nor apt: "make EXE=name" builds the engine with the
+// compiler alone, with Fathom where it is installed and without tablebases where it is not, and the
+// engine it builds counts the nodes of the CMake build.
+TEST(OpenBench, MakeBuildsWithTheCompilerAlone) {
+    if (!*MAKE_PROGRAM) GTEST_SKIP() << "make is not installed (Debian: apt-get install make)";
+    ScratchDir dir;
+    // The sources as a fresh clone has them, and a cmake first on the PATH that only notes its call.
+    std::string source = dir.path() + "/source";
+    dir.makeDirectory("source");
+    for (const char* entry :
+         {"Makefile", "CMakeLists.txt", "platform", "engine", "sliders", "transposition", "evaluation"})
+        std::filesystem::copy(std::string(VIREO_SOURCE_DIR) + "/" + entry, source + "/" + entry,
+                              std::filesystem::copy_options::recursive);
+    dir.makeDirectory("bin");
+    dir.write("bin/cmake", "#!/bin/sh\ntouch \"$(dirname \"$0\")/called\"\nexit 1\n");
+    std::filesystem::permissions(dir.path() + "/bin/cmake", std::filesystem::perms::owner_all);
+    std::string make = "cd '" + source + "' && PATH='" + dir.path() + "/bin':\"$PATH\" '" MAKE_PROGRAM "' -j2 ";
+
+    struct Build {
+        const char* exe;
+        const char* settings;
+        const char* tables; // what the build says of its tablebases
+        const char* syzygy; // the first answer to a SyzygyPath of a real directory
+    };
+    const Build builds[] = {
+        {"vireo-ob", "FATHOM=no", "tablebases: none (no Fathom)",
+         "info string This build of Vireo has no tablebase support: SyzygyPath is ignored"},
+        {"vireo-fathom", "", "tablebases: Fathom (system)", "info debug Initialisation of Syzygy : "},
+    };
+    for (const Build& build : builds) {
+        std::string said = outputOf(make + "EXE=" + build.exe + " " + build.settings + " 2>&1");
+        ASSERT_NE(said.find(build.tables), std::string::npos) << said;
+        EXPECT_FALSE(dir.exists("bin/called")) << "make called cmake";
+        std::string exe = source + "/" + build.exe;
+        EXPECT_EQ(readLikeOpenBench(outputOf("'" + exe + "' bench")).nodes, nativeBenchNodes()) << build.exe;
+
+        EngineProcess engine({exe});
+        engine.skipBanner();
+        engine.send("setoption name SyzygyPath value " + dir.path());
+        std::string line;
+        ASSERT_TRUE(engine.readLine(line));
+        EXPECT_EQ(line.rfind(build.syzygy, 0), 0u) << line;
+        engine.send("quit");
+    }
 }

@@ -1,13 +1,53 @@
 #!/bin/sh
-# Installs the Debian packages that building, testing and training need; skips what is there.
+# Installs what building, testing and training need from Debian's packages, skipping what is there:
+# the native build (cmake, g++, GoogleTest, Fathom), stockfish for reference counts, the cross
+# compilers and the programs that run their builds here (mingw-w64 and Wine for Windows x64, the
+# ARM64 compiler and qemu), and Fathom's source package, unpacked in /usr/local/src/fathom, which
+# the cross builds compile in.
+#     tools/install-deps.sh            everything
+#     tools/install-deps.sh --engine   only what the engine and its CMake build need
 set -e
-packages="cmake g++ make libgtest-dev libfathom-dev stockfish"
+packages="cmake g++ make libfathom-dev libgtest-dev"
+if [ "$1" != "--engine" ]; then
+    packages="$packages dpkg-dev stockfish mingw-w64 wine wine64 qemu-user g++-aarch64-linux-gnu"
+fi
+FATHOM_SOURCE=/usr/local/src/fathom
+
+sudo=""
+[ "$(id -u)" -ne 0 ] && sudo="sudo"
+export DEBIAN_FRONTEND=noninteractive
+updated=""
+update() {
+    [ -n "$updated" ] || $sudo apt-get update
+    updated=yes
+}
+
 missing=""
 for p in $packages; do
     dpkg -s "$p" >/dev/null 2>&1 || missing="$missing $p"
 done
-[ -z "$missing" ] && exit 0
-sudo=""
-[ "$(id -u)" -ne 0 ] && sudo="sudo"
-export DEBIAN_FRONTEND=noninteractive
-$sudo apt-get install -y $missing || { $sudo apt-get update && $sudo apt-get install -y $missing; }
+if [ -n "$missing" ]; then
+    $sudo apt-get install -y $missing || { update && $sudo apt-get install -y $missing; }
+fi
+
+[ "$1" = "--engine" ] && exit 0
+[ -f "$FATHOM_SOURCE/src/tbprobe.c" ] && exit 0
+# Source packages come from the same archives as the binary ones: a deb-src entry is made from each
+# deb entry of the machine's own apt sources, where none exists yet.
+if ! grep -rqs '^Types:.*deb-src\|^deb-src' /etc/apt/sources.list /etc/apt/sources.list.d/; then
+    for f in /etc/apt/sources.list.d/*.sources; do
+        [ -f "$f" ] && grep -q '^Types: deb$' "$f" &&
+            sed 's/^Types: deb$/Types: deb-src/' "$f" | $sudo tee "/etc/apt/sources.list.d/src-$(basename "$f")" >/dev/null
+    done
+    if [ -f /etc/apt/sources.list ]; then
+        sed -n 's/^deb /deb-src /p' /etc/apt/sources.list | $sudo tee /etc/apt/sources.list.d/src-sources.list >/dev/null
+    fi
+    updated=""
+fi
+update
+work=$(mktemp -d)
+(cd "$work" && apt-get source fathom)
+$sudo rm -rf "$FATHOM_SOURCE"
+$sudo mkdir -p "$(dirname "$FATHOM_SOURCE")"
+$sudo mv "$work"/fathom-*/ "$FATHOM_SOURCE"
+rm -rf "$work"
