@@ -159,7 +159,7 @@ web:
 	@mkdir -p $(WEB_DIST)
 	NODE_PATH=/usr/share/nodejs $(MAKE) EXE=$(WEB_DIST)/vireo-wasm.js CXX=em++ ARCH= FATHOM=no OBJDIR=build-make/web
 	cp web/src/vireo.worker.js web/src/vireo.js web/src/vireo.d.ts web/page/* $(WEB_DIST)/
-	if test -f LICENSE; then cp LICENSE $(WEB_DIST)/LICENSE; else echo "make: warning: no LICENSE at the top to copy into $(WEB_DIST)" >&2; fi
+	cp LICENSE $(WEB_DIST)/LICENSE
 	rm -rf $(WEB_DIST)/lib && mkdir -p $(WEB_DIST)/lib
 	cp web/node_modules/chess.js/dist/esm/chess.js $(WEB_DIST)/lib/chess.js
 	cp web/node_modules/chess.js/LICENSE $(WEB_DIST)/lib/chess.js.LICENSE

@@ -1,7 +1,7 @@
 // The play page: a game against Vireo in the browser. chess.js keeps the rules and the game,
 // cm-chessboard shows it and takes the person's moves, the engine runs in its worker (vireo.js).
 import { Chessboard, COLOR, INPUT_EVENT_TYPE, FEN } from './lib/cm-chessboard/Chessboard.js';
-import { Markers } from './lib/cm-chessboard/extensions/markers/Markers.js';
+import { Markers, MARKER_TYPE } from './lib/cm-chessboard/extensions/markers/Markers.js';
 import { PromotionDialog, PROMOTION_DIALOG_RESULT_TYPE } from './lib/cm-chessboard/extensions/promotion-dialog/PromotionDialog.js';
 import { Chess } from './lib/chess.js';
 import { Vireo } from './vireo.js';
@@ -22,7 +22,7 @@ const board = new Chessboard($('board'), {
     position: FEN.start,
     assetsUrl: './lib/cm-chessboard-assets/',
     style: { cssClass: 'default', borderType: 'none', animationDuration: 200 },
-    extensions: [{ class: Markers, props: { autoMarkers: null } }, { class: PromotionDialog }],
+    extensions: [{ class: Markers }, { class: PromotionDialog }],
 });
 
 function setState(state, text) {
@@ -40,6 +40,12 @@ function gameOverText() {
 }
 
 function showGame() {
+    board.removeMarkers(MARKER_TYPE.square);
+    const last = game.history({ verbose: true }).at(-1);
+    if (last) {
+        board.addMarker(MARKER_TYPE.square, last.from);
+        board.addMarker(MARKER_TYPE.square, last.to);
+    }
     const list = $('moves');
     list.textContent = '';
     const history = game.history();

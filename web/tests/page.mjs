@@ -62,6 +62,7 @@ export async function playGame(session, screenshotPath) {
     await page.selectOption('#movetime', '10000');
     await clickMove(page, await gameOnPage(page));
     await page.waitForSelector('body[data-state=thinking]');
+    await page.waitForTimeout(600); // the person's move has finished its animation
     await page.waitForFunction(() => document.getElementById('pv').textContent.split(' ').length >= 4);
     await page.screenshot({ path: screenshotPath, fullPage: true });
     const stopped = Date.now();
@@ -85,7 +86,17 @@ export async function playGame(session, screenshotPath) {
     await waitForTurn(page, 8);
     await assertBoardShows(page, await gameOnPage(page));
 
-    // New game: an empty move list, the start position, the person to move.
+    // New game as Black: the board turns, the engine opens, and it is the person's turn.
+    await page.selectOption('#side', 'b');
+    await page.click('#newgame');
+    await waitForTurn(page, 1);
+    assert.ok((await rankOfA1()) < whiteBelow, 'Black plays from the bottom');
+    const opened = await gameOnPage(page);
+    assert.equal(opened.turn(), 'b');
+    await assertBoardShows(page, opened);
+
+    // New game as White: an empty move list, the start position, the person to move.
+    await page.selectOption('#side', 'w');
     await page.click('#newgame');
     await waitForTurn(page, 0);
     await assertBoardShows(page, new Chess());

@@ -6,12 +6,13 @@
 //   isready  "isready" during "go infinite" ends the search: "bestmove", then "readyok"
 //   bench    "bench" counts the native engine's nodes
 //   page     a game on the play page by clicks, the engine's replies, "Move now", take-back, new game
+//   pack     npm pack takes the engine, the worker, the API with its types, the README and the licence
 // Exit status 77 (skipped) when Chromium or the npm packages are missing.
 import assert from 'node:assert/strict';
 import { spawnSync } from 'node:child_process';
 import { existsSync, mkdirSync } from 'node:fs';
 import { parseArgs } from 'node:util';
-import { DIST, missingTools, openBrowser, startWorker, NativeEngine, BENCH_LINE } from './browser.mjs';
+import { WEB, DIST, missingTools, openBrowser, startWorker, NativeEngine, BENCH_LINE } from './browser.mjs';
 
 const { positionals, values } = parseArgs({
     allowPositionals: true,
@@ -105,6 +106,14 @@ const tests = {
         const { line } = await engine.waitFor(BENCH_LINE, 120000);
         console.log(`browser: ${line}\nnative:  ${nativeLines.at(-1)}`);
         assert.equal(line.match(BENCH_LINE)[1], nativeNodes);
+    },
+
+    async pack() {
+        const pack = spawnSync('npm', ['pack', '--dry-run', '--json'], { cwd: WEB, encoding: 'utf8' });
+        assert.equal(pack.status, 0, pack.stderr);
+        const files = JSON.parse(pack.stdout)[0].files.map((f) => f.path).sort();
+        assert.deepEqual(files, ['README.md', 'dist/LICENSE', 'dist/vireo-wasm.js', 'dist/vireo-wasm.wasm',
+            'dist/vireo.d.ts', 'dist/vireo.js', 'dist/vireo.worker.js', 'package.json']);
     },
 
     async page(session) {
