@@ -57,7 +57,10 @@ else ifneq ($(findstring emscripten,$(TARGET)),)
     # suspend the engine through Asyncify (platform/stdin_web.cpp); no function pointer lies
     # between the command loop and those two, so indirect calls need no instrumenting (a search
     # that no longer stops on "stop" would show it). The saved frames of a deep search need more
-    # than the default 4 kB. Memory grows from the 128 MB table up to 2 GB ("Hash" 1024).
+    # than the default 4 kB. Memory grows from the 128 MB table up to 2 GB ("Hash" 1024). SIMD,
+    # bulk memory and non-trapping conversions (every browser since 2023) gain about 5% in "bench";
+    # lane-wise sums round as scalar ones do, so the node count stays that of every other build.
+    FLAGS += -msimd128 -mbulk-memory -mnontrapping-fptoint
     LINK += -sASYNCIFY -sASYNCIFY_IGNORE_INDIRECT -sASYNCIFY_STACK_SIZE=262144 -sTOTAL_STACK=8MB \
             -sMODULARIZE -sEXPORT_ES6 -sEXPORT_NAME=createVireo -sENVIRONMENT=worker \
             -sINITIAL_MEMORY=160MB -sALLOW_MEMORY_GROWTH -sMAXIMUM_MEMORY=2GB \
@@ -157,7 +160,7 @@ web:
 	@command -v em++ >/dev/null || { echo "make: em++ not found: install emscripten (Debian: apt-get install emscripten)" >&2; exit 1; }
 	@for f in $(WEB_LIBRARIES); do test -e $$f || { echo "make: $$f not found: run npm ci --prefix web" >&2; exit 1; }; done
 	@mkdir -p $(WEB_DIST)
-	NODE_PATH=/usr/share/nodejs $(MAKE) EXE=$(WEB_DIST)/vireo-wasm.js CXX=em++ ARCH= FATHOM=no OBJDIR=build-make/web
+	NODE_PATH=/usr/share/nodejs $(MAKE) EXE=$(WEB_DIST)/vireo-wasm.js CXX=em++ ARCH= FATHOM=no OBJDIR=build-make/web-simd128
 	cp web/src/vireo.worker.js web/src/vireo.js web/src/vireo.d.ts web/page/* $(WEB_DIST)/
 	cp LICENSE $(WEB_DIST)/LICENSE
 	rm -rf $(WEB_DIST)/lib && mkdir -p $(WEB_DIST)/lib
