@@ -204,7 +204,16 @@ $('newgame').onclick = () => {
     for (const id of ['score', 'depth', 'clock', 'pv']) $(id).textContent = '';
     nextTurn();
 };
-$('copy').onclick = () => navigator.clipboard?.writeText($('pgn').value);
+// The clipboard API exists only on secure pages (https, localhost); elsewhere, such as a phone
+// reaching a computer on the local network, the selected text is copied the old way.
+$('copy').onclick = async () => {
+    try {
+        await navigator.clipboard.writeText($('pgn').value);
+    } catch {
+        $('pgn').select();
+        document.execCommand('copy');
+    }
+};
 
 engine = await Vireo.start({ hash: HASH_MB });
 nextTurn();
