@@ -55,8 +55,8 @@ ifneq ($(findstring mingw,$(TARGET)),)
 else ifneq ($(findstring emscripten,$(TARGET)),)
     # The browser: an ES module factory for a Web Worker. Reading a line and the waiting-input test
     # suspend the engine through Asyncify (platform/stdin_web.cpp); no function pointer lies
-    # between the command loop and those two, so indirect calls need no instrumenting (a search
-    # that no longer stops on "stop" would show it). The saved frames of a deep search need more
+    # between the command loop and those two, so indirect calls need no instrumenting (the browser
+    # tests Web.go, Web.stop and Web.isready fail the day one does: no search then ends). The saved frames of a deep search need more
     # than the default 4 kB. Memory grows from the 128 MB table up to 2 GB ("Hash" 1024). SIMD,
     # bulk memory and non-trapping conversions (every browser since 2023) gain about 5% in "bench";
     # lane-wise sums round as scalar ones do, so the node count stays that of every other build.

@@ -4,6 +4,7 @@
 //   must be equal) and the browser's speed as a ratio of native, from the fastest run of each;
 // - the time from posting "stop" during "go infinite" to receiving "bestmove", --tries times,
 //   after a search of 200 to 1,000 ms: median and worst.
+// VIREO_WEB_DIST=folder measures another build of web/dist/ (say, with other compiler options).
 import { parseArgs } from 'node:util';
 import { openBrowser, startWorker, NativeEngine, BENCH_LINE, missingTools } from './tests/browser.mjs';
 
