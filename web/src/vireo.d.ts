@@ -72,7 +72,7 @@ export declare class Vireo {
      * starts once that one has answered.
      */
     search(position?: Position, limits?: string | Limits, options?: { onInfo?: (info: Info) => void }): Promise<SearchResult>;
-    /** Makes the search under way move at once and resolves to its result (null when idle). */
+    /** Makes the search under way move at once and resolves to its result (null when none runs); searches asked for after it still follow. */
     stop(): Promise<SearchResult> | null;
     /** Ends the worker at once. */
     terminate(): void;

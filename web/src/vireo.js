@@ -18,7 +18,8 @@ export class Vireo {
     constructor(worker) {
         this.worker = worker;
         this.listeners = new Set();
-        this.searching = null;
+        this.queued = null; // the last search asked for
+        this.running = null; // the search the engine is carrying out
         worker.onmessage = (event) => {
             for (const listener of [...this.listeners]) listener(event.data);
         };
@@ -64,11 +65,11 @@ export class Vireo {
     // A search asked for while another runs starts after that one's "bestmove", so that each search
     // gets its own.
     search(position = {}, limits = 'depth 10', { onInfo } = {}) {
-        const previous = this.searching ?? Promise.resolve();
+        const previous = this.queued ?? Promise.resolve();
         const result = previous.catch(() => {}).then(() => this.#run(position, limits, onInfo));
-        this.searching = result;
+        this.queued = result;
         const settled = () => {
-            if (this.searching === result) this.searching = null;
+            if (this.queued === result) this.queued = null;
         };
         result.then(settled, settled);
         return result;
@@ -86,15 +87,20 @@ export class Vireo {
         const result = this.waitFor((line) => line.startsWith('bestmove ')).then((line) => {
             const [, bestmove, , ponder] = line.split(' ');
             return { bestmove, ponder, info };
-        }).finally(stopListening);
+        }).finally(() => {
+            stopListening();
+            if (this.running === result) this.running = null;
+        });
+        this.running = result;
         this.send(`go ${typeof limits === 'string' ? limits : goText(limits)}`.trim());
         return result;
     }
 
-    // Makes a search that is under way move at once; resolves to its result (or null when idle).
+    // Makes the search under way move at once and resolves to its result (null when none runs);
+    // searches asked for after it still follow.
     stop() {
         this.send('stop');
-        return this.searching;
+        return this.running;
     }
 
     terminate() {

@@ -6,6 +6,7 @@
 //   isready  "isready" during "go infinite" ends the search: "bestmove", then "readyok"
 //   bench    "bench" counts the native engine's nodes
 //   page     a game on the play page by clicks, the engine's replies, "Move now", take-back, new game
+//   api      the Promise API: a search, a search stopped, and a search asked for meanwhile
 //   pack     npm pack takes the engine, the worker, the API with its types, the README and the licence
 // Exit status 77 (skipped) when Chromium or the npm packages are missing.
 import assert from 'node:assert/strict';
@@ -106,6 +107,39 @@ const tests = {
         const { line } = await engine.waitFor(BENCH_LINE, 120000);
         console.log(`browser: ${line}\nnative:  ${nativeLines.at(-1)}`);
         assert.equal(line.match(BENCH_LINE)[1], nativeNodes);
+    },
+
+    async api(session) {
+        const { Chess } = await import('chess.js');
+        const page = await session.browser.newPage();
+        await page.goto(session.server.url + 'blank.html');
+        const [first, stopped, queued, stopMs] = await page.evaluate(async () => {
+            const { Vireo } = await import('./vireo.js');
+            const engine = await Vireo.start({ hash: 16 });
+            const first = await engine.search({ moves: ['e2e4', 'e7e5'] }, { depth: 8 });
+            const infinite = engine.search({}, { infinite: true });
+            const queued = engine.search({ fen: '8/8/8/8/8/8/k7/2K4R w - - 0 1' }, 'depth 6');
+            await new Promise((resolve) => setTimeout(resolve, 300));
+            const sent = performance.now();
+            const stopped = await engine.stop();
+            const stopMs = performance.now() - sent;
+            const result = [first, stopped, await queued, stopMs];
+            engine.terminate();
+            return result;
+        });
+        const legal = (fen, moves = []) => {
+            const game = new Chess(fen);
+            for (const move of moves) game.move(move);
+            return game.moves({ verbose: true }).map((m) => m.from + m.to + (m.promotion ?? ''));
+        };
+        assert.ok(legal(undefined, ['e4', 'e5']).includes(first.bestmove), JSON.stringify(first));
+        assert.equal(first.info.depth, 8);
+        assert.ok(first.info.pv[0] === first.bestmove && 'cp' in first.info.score, JSON.stringify(first.info));
+        assert.ok(legal().includes(stopped.bestmove), JSON.stringify(stopped));
+        assert.ok(stopMs < STOP_LIMIT_MS, `stop() resolved after ${stopMs} ms`);
+        assert.ok(legal('8/8/8/8/8/8/k7/2K4R w - - 0 1').includes(queued.bestmove), JSON.stringify(queued));
+        assert.equal(queued.info.depth, 6);
+        await page.close();
     },
 
     async pack() {
