@@ -10,8 +10,11 @@ import { Vireo } from './vireo.js';
 const HASH_MB = 32;
 
 const $ = (id) => document.getElementById(id);
-const game = new Chess();
-let person = 'w';
+// A game may start from any position: index.html?fen=... (the person plays the side to move).
+const startFen = usableFen(new URLSearchParams(location.search).get('fen'));
+const game = new Chess(startFen);
+let person = game.turn();
+$('side').value = person;
 let engine = null;
 // Each search belongs to one position of one game: a take-back or a new game during a search makes
 // its answer stale, and a stale answer is dropped.
@@ -19,11 +22,20 @@ let searchId = 0;
 let clockTimer = 0;
 
 const board = new Chessboard($('board'), {
-    position: FEN.start,
+    position: game.fen(),
+    orientation: person === 'w' ? COLOR.white : COLOR.black,
     assetsUrl: './lib/cm-chessboard-assets/',
     style: { cssClass: 'default', borderType: 'none', animationDuration: 200 },
     extensions: [{ class: Markers }, { class: PromotionDialog }],
 });
+
+function usableFen(fen) {
+    try {
+        return fen ? new Chess(fen).fen() : FEN.start;
+    } catch {
+        return FEN.start;
+    }
+}
 
 function setState(state, text) {
     document.body.dataset.state = state;
@@ -141,7 +153,7 @@ async function think() {
     clockTimer = setInterval(() => {
         $('clock').textContent = `${((performance.now() - started) / 1000).toFixed(1)} s`;
     }, 100);
-    const result = await engine.search({ moves: uciMoves() }, `movetime ${$('movetime').value}`, {
+    const result = await engine.search({ fen: startFen, moves: uciMoves() }, `movetime ${$('movetime').value}`, {
         onInfo: (info) => {
             if (id !== searchId) return;
             $('score').textContent = scoreText(info.score, whiteToMove);
@@ -197,7 +209,7 @@ $('newgame').onclick = () => {
     if (!engine) return;
     abandonSearch();
     person = $('side').value;
-    game.reset();
+    game.load(startFen);
     engine.send('ucinewgame');
     board.setOrientation(person === 'w' ? COLOR.white : COLOR.black);
     board.setPosition(game.fen(), true);

@@ -9,8 +9,7 @@ const PREFERRED = ['e2e4', 'd2d4', 'g1f3', 'b1c3', 'f1c4', 'f1e2', 'e1g1', 'c2c3
 
 async function gameOnPage(page) {
     const game = new Chess();
-    const pgn = await page.inputValue('#pgn');
-    if (pgn.includes('1.')) game.loadPgn(pgn);
+    game.loadPgn(await page.inputValue('#pgn'));
     return game;
 }
 
@@ -102,4 +101,25 @@ export async function playGame(session, screenshotPath) {
     await assertBoardShows(page, new Chess());
     assert.deepEqual(errors, [], 'no errors on the page');
     console.log(`screenshot: ${screenshotPath}`);
+}
+
+// A promotion chosen in the board's dialog: the person makes a knight, from a position given in the
+// address (?fen=), and the game goes on from there.
+export async function promote(session) {
+    const fen = '8/1P6/8/8/8/k6p/8/4K3 w - - 0 1';
+    const page = await session.browser.newPage({ viewport: { width: 412, height: 860 }, hasTouch: true });
+    const errors = [];
+    page.on('pageerror', (error) => errors.push(error.message));
+    await page.goto(session.server.url + 'index.html?fen=' + encodeURIComponent(fen));
+    await page.waitForSelector('body[data-state=person]', { timeout: 30000 });
+    await page.selectOption('#movetime', '250');
+    await assertBoardShows(page, new Chess(fen));
+    await page.click('rect[data-square="b7"]');
+    await page.click('rect[data-square="b8"]');
+    await page.click('.promotion-dialog-button[data-piece="wn"]');
+    await waitForTurn(page, 2);
+    const game = await gameOnPage(page);
+    assert.equal(game.history()[0], 'b8=N');
+    await assertBoardShows(page, game);
+    assert.deepEqual(errors, [], 'no errors on the page');
 }

@@ -5,7 +5,8 @@
 //   stop     "stop" during "go infinite" gives "bestmove" within half a second
 //   isready  "isready" during "go infinite" ends the search: "bestmove", then "readyok"
 //   bench    "bench" counts the native engine's nodes
-//   page     a game on the play page by clicks, the engine's replies, "Move now", take-back, new game
+//   page     a game on the play page by clicks, the engine's replies, "Move now", take-back, new game,
+//            a promotion chosen in the board's dialog
 //   api      the Promise API: a search, a search stopped, and a search asked for meanwhile
 //   pack     npm pack takes the engine, the worker, the API with its types, the README and the licence
 // Exit status 77 (skipped) when Chromium or the npm packages are missing.
@@ -151,9 +152,10 @@ const tests = {
     },
 
     async page(session) {
-        const { playGame } = await import('./page.mjs');
+        const { playGame, promote } = await import('./page.mjs');
         mkdirSync(values.out, { recursive: true });
         await playGame(session, `${values.out}/web-page.png`);
+        await promote(session);
     },
 };
 
