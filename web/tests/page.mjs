@@ -114,9 +114,10 @@ export async function promote(session) {
     await page.waitForSelector('body[data-state=person]', { timeout: 30000 });
     await page.selectOption('#movetime', '250');
     await assertBoardShows(page, new Chess(fen));
-    await page.click('rect[data-square="b7"]');
-    await page.click('rect[data-square="b8"]');
-    await page.click('.promotion-dialog-button[data-piece="wn"]');
+    // Taps, as on a phone.
+    await page.tap('rect[data-square="b7"]');
+    await page.tap('rect[data-square="b8"]');
+    await page.tap('.promotion-dialog-button[data-piece="wn"]');
     await waitForTurn(page, 2);
     const game = await gameOnPage(page);
     assert.equal(game.history()[0], 'b8=N');
