@@ -1,0 +1,82 @@
+// Types of the Promise API of the Vireo chess engine (vireo.js).
+
+export interface Score {
+    /** centipawns from the point of view of the side to move */
+    cp?: number;
+    /** moves to mate, negative when the side to move is mated */
+    mate?: number;
+}
+
+export interface Info {
+    /** the whole "info" line as the engine printed it */
+    line: string;
+    depth?: number;
+    seldepth?: number;
+    score?: Score;
+    bound?: 'lowerbound' | 'upperbound';
+    /** the principal variation in coordinate notation (e2e4, e7e8q) */
+    pv?: string[];
+    time?: number;
+    nodes?: number;
+    nps?: number;
+    hashfull?: number;
+}
+
+export interface SearchResult {
+    /** the move in coordinate notation, "0000" when there is none */
+    bestmove: string;
+    ponder?: string;
+    /** the last "info" line with a score and a principal variation, or null when none came */
+    info: Info | null;
+}
+
+export interface Position {
+    /** FEN of the position; the start position when omitted */
+    fen?: string;
+    /** moves played from it, in coordinate notation */
+    moves?: string[];
+}
+
+export interface Limits {
+    depth?: number;
+    movetime?: number;
+    wtime?: number;
+    btime?: number;
+    winc?: number;
+    binc?: number;
+    movestogo?: number;
+    infinite?: boolean;
+}
+
+export interface StartOptions {
+    /** where vireo.worker.js is served; beside vireo.js by default */
+    workerUrl?: string | URL;
+    /** transposition table in megabytes (a power of two); the engine's default is 128 */
+    hash?: number;
+}
+
+export declare class Vireo {
+    /** Starts the engine in a module worker and waits for "uciok" and "readyok". */
+    static start(options?: StartOptions): Promise<Vireo>;
+    constructor(worker: Worker);
+    readonly worker: Worker;
+    /** Posts one UCI line to the engine. */
+    send(line: string): void;
+    /** Calls the listener for every line the engine prints; returns a function that removes it. */
+    onLine(listener: (line: string) => void): () => void;
+    /** Resolves to the next line that equals, matches or passes `match`. */
+    waitFor(match: string | RegExp | ((line: string) => boolean), options?: { timeout?: number }): Promise<string>;
+    /**
+     * Searches a position; `limits` is a "go" text ("movetime 1000") or an object. `onInfo` sees every
+     * "info" line with a score and a principal variation. A search asked for while another runs
+     * starts once that one has answered.
+     */
+    search(position?: Position, limits?: string | Limits, options?: { onInfo?: (info: Info) => void }): Promise<SearchResult>;
+    /** Makes the search under way move at once and resolves to its result (null when none runs); searches asked for after it still follow. */
+    stop(): Promise<SearchResult> | null;
+    /** Ends the worker at once. */
+    terminate(): void;
+}
+
+/** Reads an "info" line of the engine into its parts. */
+export declare function parseInfo(line: string): Info;

@@ -1,0 +1,25 @@
+# The browser tests (web/): the engine built with emscripten (make web) and driven in headless
+# Chromium through playwright-core, each compared with the native engine where it can be. Included
+# from CMakeLists.txt when testing. Each test reports itself skipped when emscripten, Chromium or the
+# npm packages (npm ci --prefix web) are missing; the sanitizer build has nothing to add here.
+if(VIREO_SANITIZE)
+  return()
+endif()
+find_program(NODE_EXECUTABLE node)
+set(WEB_TESTS uci go stop isready bench api page pack)
+if(NOT NODE_EXECUTABLE)
+  add_test(NAME Web.node COMMAND sh -c "echo 'SKIPPED: the browser tests need node (Debian: apt-get install nodejs)'; exit 77")
+  set_tests_properties(Web.node PROPERTIES SKIP_RETURN_CODE 77)
+  return()
+endif()
+# The build is a test of its own, which the others need: a fresh clone builds web/dist/ here.
+add_test(NAME Web.build COMMAND sh ${CMAKE_SOURCE_DIR}/web/tests/build.sh ${CMAKE_SOURCE_DIR})
+set_tests_properties(Web.build PROPERTIES SKIP_RETURN_CODE 77 FIXTURES_SETUP web_dist TIMEOUT 900)
+foreach(test ${WEB_TESTS})
+  add_test(NAME Web.${test}
+           COMMAND ${NODE_EXECUTABLE} ${CMAKE_SOURCE_DIR}/web/tests/run.mjs ${test}
+                   --native $<TARGET_FILE:vireo> --out ${CMAKE_BINARY_DIR}/web-tests)
+  # Alone, like the other timed tests: the half-second answers must not wait for a neighbour's CPU.
+  set_tests_properties(Web.${test} PROPERTIES SKIP_RETURN_CODE 77 FIXTURES_REQUIRED web_dist
+                       RUN_SERIAL TRUE TIMEOUT 300)
+endforeach()
