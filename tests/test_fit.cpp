@@ -15,7 +15,7 @@
 #include <thread>
 #include <vector>
 
-#include "scratch_dir.h"
+#include "tests/engine_run.h"
 
 namespace {
 
@@ -185,7 +185,7 @@ TEST(FitModel, PairsWithTheRowsTheEngineWrites) {
     }
     positions.close();
 
-    ASSERT_EQ(scratch.run("-analyse=positions.txt").status, 0);
+    ASSERT_EQ(runEngine(scratch, "-analyse=positions.txt").status, 0);
     std::string command = "cd " + dir + " && " + tool + " > log.txt 2>&1";
     EXPECT_EQ(system(command.c_str()), 0) << scratch.read("log.txt");
     EXPECT_NE(scratch.read("log.txt").find("303 position lines, 0 skipped like the engine does, 300 rows used, "
@@ -214,7 +214,7 @@ TEST(FitModel, QuietPositionsLogisticLossAndScale) {
         std::ofstream positions(dir + "/positions.txt");
         for (int n = 0; n < 600; n++) positions << (n % 2 ? busy : quiet)[n / 2 % 3] << ";" << (n % 7) / 10.0 << "\n";
     }
-    ASSERT_EQ(scratch.run("-analyse=positions.txt").status, 0);
+    ASSERT_EQ(runEngine(scratch, "-analyse=positions.txt").status, 0);
     auto fit = [&](const std::string& options) {
         std::string command = "cd " + dir + " && " + tool + " " + options + " > log.txt 2>&1";
         EXPECT_EQ(system(command.c_str()), 0) << scratch.read("log.txt");
