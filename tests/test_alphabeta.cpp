@@ -1,6 +1,7 @@
 // The alpha-beta search's reduction table and its terminal answers.
 #include <gtest/gtest.h>
 #include "tests/search_fixture.h"
+#include "engine/search/score.h"
 #include "engine/search/record.h"
 
 namespace {

@@ -10,7 +10,7 @@
 #include "tests/shared_data.h"
 #include "engine/board/attacks.h"
 #include "evaluation/endgame.h"
-#include "evaluation/evaluation.h"
+#include "evaluation/syzygy.h"
 #include "evaluation/kpk.h"
 #include "evaluation/syzygy_check.h"
 #include "evaluation/syzygy_path.h"

@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 #include "tests/search_fixture.h"
 #include "engine/search/quiescence.h"
-#include "engine/search/record.h"
+#include "engine/search/score.h"
 
 namespace {
 bool loses(const char* fen, const char* move) {

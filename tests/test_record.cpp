@@ -2,7 +2,11 @@
 #include <gtest/gtest.h>
 #include <cstring>
 #include "tests/search_fixture.h"
+#include "engine/search/score.h"
+#include "engine/search/draw.h"
 #include "engine/search/record.h"
+#include "engine/search/time_check.h"
+#include "engine/search/output.h"
 #include "platform/clock.h"
 
 using Record = SearchTest;

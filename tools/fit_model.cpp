@@ -54,7 +54,7 @@
 #include <vector>
 #include <sys/stat.h>
 #include "../engine/board/board.h"
-#include "../evaluation/evaluation.h"
+#include "../evaluation/training_tools.h"
 #include "../evaluation/features.h"
 #include "../evaluation/model.h"
 #include "../sliders/sliders.h"
