@@ -1,7 +1,7 @@
 #!/bin/sh
 # Regenerates the evaluation's weight tables (evaluation/weights.cpp) from labelled positions:
-# build, write the feature rows with "vireo -analyse=", fit them, rebuild, and measure the new
-# evaluation on the held-out positions with "vireo -score=".
+# build, fit them (tools/fit_model computes each position's features with the evaluation's own
+# code), rebuild, and measure the new evaluation on the held-out positions with "vireo -score=".
 #
 #   tools/train.sh [--data=FILE] [--build=DIR] [--generate=COUNT] [--lopsided=COUNT]
 #                  [--sample=COUNT] [--floor=N] [--play-depth=N] [--rounds=SEED,...]
@@ -38,7 +38,7 @@
 # The fit starts from the recipe of the committed weights.cpp (RECIPE below) and the fit_model
 # options given follow it, so that a variant names only what it changes: "--sigmoid=300" is the
 # recipe with another sigmoid (a later value of an option replaces an earlier one).
-# Scratch files (features.csv, the held-out positions, generated data) stay in BUILD/training.
+# Scratch files (the held-out positions, generated data) stay in BUILD/training.
 set -eu
 
 # The recipe of the committed tables, chosen by games: quiet positions only, logistic loss with a
@@ -155,13 +155,10 @@ if [ "$sample" != 0 ]; then
     data="$scratch/with-sampled.txt"
 fi
 
-step "Writing feature rows of $data"
-(cd "$scratch" && "$build/vireo" -analyse="$data")
-
-step "Fitting ($fit_options )"
+step "Fitting $data ($fit_options )"
 # shellcheck disable=SC2086 # the options are words
-"$build/fit_model" --positions="$data" --features="$scratch/features.csv" \
-    --weights="$repo/evaluation/weights.cpp" --heldout="$scratch/heldout.txt" $fit_options
+"$build/fit_model" --positions="$data" --weights="$repo/evaluation/weights.cpp" --heldout="$scratch/heldout.txt" \
+    $fit_options
 
 step "Rebuilding with the new weights"
 cmake --build "$build" -j2 --target vireo
