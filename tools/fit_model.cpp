@@ -93,20 +93,18 @@ bool parseOptions(int argc, char** argv, Options* options) {
             return false;
         }
     }
-    if (options->block < 1 || options->every < 2 || !(options->lambda > 0)) {
-        fprintf(stderr, "Need --block >= 1, --every >= 2 and --lambda > 0\n");
-        return false;
-    }
-    return true;
+    bool sound = options->block >= 1 && options->every >= 2 && options->lambda > 0;
+    if (!sound) fprintf(stderr, "Need --block >= 1, --every >= 2 and --lambda > 0\n");
+    return sound;
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
-    Options options;
-    if (!parseOptions(argc, argv, &options)) return 1;
     initColours();
     initSliders();
+    Options options;
+    if (!parseOptions(argc, argv, &options)) return 1;
     std::vector<Row> rows;
     if (int status = readRows(options, &rows)) return status;
     return fitAndWrite(options, rows);

@@ -15,7 +15,7 @@
 #               instead of --data
 #   --lopsided  add COUNT positions from lopsided games labelled by stockfish (default 20000,
 #               0 for none; kept in BUILD/training and reused while COUNT, --seed and --depth
-#               stay the same: about 15 minutes of one core to make)
+#               stay the same: about a minute of one core to make)
 #   --sample    add COUNT positions that the engine meets in its own games and searches, resolved
 #               and labelled by stockfish (tools/sample_positions; default 100000; 0 for none), plus enough to
 #               give every number of men from 4 to 32 at least --floor of them (default 500).
