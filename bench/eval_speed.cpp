@@ -13,6 +13,7 @@
 #include "engine/board/notation.h"
 #include "sliders/sliders.h"
 #include "evaluation/evaluation.h"
+#include "evaluation/endgame.h"
 #include "evaluation/features.h"
 
 namespace {

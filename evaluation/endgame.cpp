@@ -1,7 +1,6 @@
 // Settles positions whose result is known without search. It runs at node entry, before the
 // attack information exists, so king zones come straight from the king attack table.
 #include "endgame.h"
-#include "evaluation.h"
 #include "kpk.h"
 #include "../engine/board/attacks.h"
 

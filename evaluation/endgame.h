@@ -23,6 +23,11 @@ inline constexpr int8_t king_centre[64] = {
 };
 // clang-format on
 
+// 1 with the score written when the position's result is known (two or three men, or a
+// tablebase position under exact conditions), else 0 with the score untouched. Does not need
+// the attack information.
+int probeEndgame(Ply* ply, int* score);
+
 // Material balance in centipawns from the side to move's view, by piece_value.
 int materialBalance(const Ply* ply);
 

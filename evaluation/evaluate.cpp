@@ -1,5 +1,6 @@
 // The static evaluation: features of the position scored by the linear model of its piece count.
 #include "evaluation.h"
+#include "endgame.h"
 #include "features.h"
 #include "model.h"
 #include "../engine/board/assertion.h"

@@ -3,7 +3,7 @@
 // without Fathom says so when it is given a directory of tables, and goes on without them.
 #include <cstdio>
 #include <dirent.h>
-#include "evaluation.h"
+#include "syzygy.h"
 #include "syzygy_check.h"
 #include "syzygy_path.h"
 #include "../engine/board/assertion.h"

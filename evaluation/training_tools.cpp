@@ -7,6 +7,7 @@
 #include <cstring>
 #include <sys/stat.h>
 #include "evaluation.h"
+#include "training_tools.h"
 #include "feature_rows.h"
 #include "features.h"
 #include "../engine/board/movegen.h"

@@ -1,8 +1,7 @@
 // A scratch directory under /tmp, removed with its contents when it goes out of scope (also when
-// an ASSERT ends the test early): files in it, the engine binary run in it, and a guard that makes
-// it the working directory of the test process for a while.
+// an ASSERT ends the test early): files in it, and a guard that makes it the working directory of
+// the test process for a while.
 #pragma once
-#include <sys/wait.h>
 #include <unistd.h>
 #include <cstdlib>
 #include <filesystem>
@@ -11,10 +10,17 @@
 #include <string>
 #include <gtest/gtest.h>
 
-struct EngineRun {
-    int status; // the exit code, -1 when the engine did not exit normally
-    std::string out, err;
-};
+// The bytes of any file (empty when it is missing), and a file written with exactly these bytes.
+inline std::string fileBytes(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::stringstream bytes;
+    bytes << in.rdbuf();
+    return bytes.str();
+}
+
+inline void writeBytes(const std::string& path, const std::string& bytes) {
+    std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
+}
 
 class ScratchDir {
 public:
@@ -32,25 +38,9 @@ public:
     const std::string& path() const { return dir_; }
     void write(const std::string& name, const std::string& text) const { std::ofstream(dir_ + "/" + name) << text; }
     // The contents of a file here, empty when it is missing.
-    std::string read(const std::string& name) const {
-        std::ifstream in(dir_ + "/" + name);
-        std::stringstream text;
-        text << in.rdbuf();
-        return text.str();
-    }
+    std::string read(const std::string& name) const { return fileBytes(dir_ + "/" + name); }
     void makeDirectory(const std::string& name) const { std::filesystem::create_directory(dir_ + "/" + name); }
     bool exists(const std::string& name) const { return std::filesystem::exists(dir_ + "/" + name); }
-
-    // Runs the engine in this directory with one argument (none when empty) and standard input
-    // from the named file of this directory (empty input when none).
-    EngineRun run(const std::string& argument, const std::string& input = "") const {
-        std::string command = "cd '" + dir_ + "' && '" VIREO_BINARY "'";
-        if (!argument.empty()) command += " '" + argument + "'";
-        command += input.empty() ? " < /dev/null" : " < '" + input + "'";
-        command += " > stdout.txt 2> stderr.txt";
-        int status = std::system(command.c_str());
-        return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, read("stdout.txt"), read("stderr.txt")};
-    }
 
 private:
     std::string dir_;

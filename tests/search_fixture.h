@@ -1,4 +1,5 @@
-// Helpers for tests of the search: tables and a small transposition table.
+// Helpers for tests of the search: tables, a small transposition table, and the fixture that owns
+// the search's process-wide state.
 #pragma once
 #include <fcntl.h>
 #include <unistd.h>
@@ -11,6 +12,7 @@
 #include "engine/search/alphabeta.h"
 #include "engine/search/search.h"
 #include "transposition/tt.h"
+#include "platform/tablebase.h"
 
 inline void initSearchTables() {
     initTables();
@@ -35,3 +37,19 @@ inline void setUpSearch(const char* fen, const char* moves = nullptr) {
     setUp(fen, moves);
     newGame();
 }
+
+// Every test of this fixture starts from a fresh search state (record, history, root node counts,
+// an empty table, tablebases unused) and leaves one behind, also when an assertion ends it early:
+// the next test in this process then sees what a freshly started engine would.
+class SearchTest : public testing::Test {
+protected:
+    void SetUp() override { fresh(); }
+    void TearDown() override { fresh(); }
+
+private:
+    static void fresh() {
+        initSearchTables();
+        newGame();
+        tablebase_men = 0;
+    }
+};

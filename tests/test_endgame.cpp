@@ -10,7 +10,7 @@
 #include "tests/shared_data.h"
 #include "engine/board/attacks.h"
 #include "evaluation/endgame.h"
-#include "evaluation/evaluation.h"
+#include "evaluation/syzygy.h"
 #include "evaluation/kpk.h"
 #include "evaluation/syzygy_check.h"
 #include "evaluation/syzygy_path.h"
@@ -34,12 +34,17 @@ std::string loadSyzygy(const std::string& path, std::string* log = nullptr) {
     return printed;
 }
 
-void unloadSyzygy() {
-    printedBy([] { initSyzygy("<empty>"); });
-}
+// The tests of this suite load tables now and then; each ends with none loaded, also when an
+// assertion ends it early, so that the other tests in this process see the engine without tables.
+class Endgame : public testing::Test {
+protected:
+    void TearDown() override {
+        printedBy([] { initSyzygy("<empty>"); });
+    }
+};
 } // namespace
 
-TEST(Endgame, KpkBitbaseIsReproducedByItsGenerator) {
+TEST_F(Endgame, KpkBitbaseIsReproducedByItsGenerator) {
     static uint64_t table[KPK_WORDS];
     buildKpkBitbase(table);
     int pawn_side = 0, defender = 0, mismatches = 0;
@@ -52,7 +57,7 @@ TEST(Endgame, KpkBitbaseIsReproducedByItsGenerator) {
     EXPECT_EQ(defender, 35210);
 }
 
-TEST(Endgame, TwoAndThreeMen) {
+TEST_F(Endgame, TwoAndThreeMen) {
     EXPECT_EQ(probe("8/8/4k3/8/8/3K4/8/8 w - - 0 1"), std::make_pair(1, 0));
     // Minor piece against a bare king: a draw whoever moves.
     for (const char* fen : {"8/8/4k3/8/8/3KN3/8/8 w - - 0 1", "8/8/4k3/8/8/3KN3/8/8 b - - 0 1",
@@ -83,9 +88,8 @@ TEST(Endgame, TwoAndThreeMen) {
     EXPECT_EQ(probe("4k3/8/8/r7/8/8/7R/4K3 w - - 0 1").first, 0);
 }
 
-TEST(Endgame, SyzygyProbes) {
+TEST_F(Endgame, SyzygyProbes) {
     if (!haveSyzygy()) GTEST_SKIP() << "no Syzygy tables in " << syzygyDir();
-    TablesOff off; // also when an ASSERT below ends the test early
     std::string log;
     EXPECT_EQ(loadSyzygy(syzygyDir(), &log), "info debug Initialisation of Syzygy : success (4 pieces)\n");
     EXPECT_EQ(log, "Syzygy ok\n");
@@ -136,47 +140,16 @@ TEST(Endgame, SyzygyProbes) {
     EXPECT_EQ(probe("4k3/8/8/r7/8/8/7R/4K3 w - - 0 1").first, 0);
 }
 
-TEST(Endgame, FailedTablebaseLoads) {
+TEST_F(Endgame, FailedTablebaseLoads) {
     std::string log = "unset";
     EXPECT_EQ(loadSyzygy("/nonexistent/vireo/tables", &log), "info debug Initialisation of Syzygy : failure\n");
     EXPECT_EQ(log, "");
     EXPECT_EQ(tablebase_men, 0u);
-    unloadSyzygy();
-}
-
-// Through the engine: the option's report lines, the log, a table file of the wrong size, and a
-// quiet error stream when tables are released.
-TEST(Endgame, SyzygyPathOption) {
-    if (!haveSyzygy()) GTEST_SKIP() << "no Syzygy tables in " << syzygyDir();
-    ScratchDir dir;
-    dir.makeDirectory("bad");
-    dir.write("bad/KQvK.rtbw", std::string(100, 'x')); // not 16 more than a multiple of 64
-    dir.write("commands.txt", "setoption name SyzygyPath value " + syzygyDir() + "\n" +
-                                  "position fen 4k3/8/8/r7/8/8/7R/4K3 w - - 0 1\ngo depth 2\n" +
-                                  "setoption name SyzygyPath value " + dir.path() + "/bad\n" +
-                                  "setoption name SyzygyPath value " + syzygyDir() + "\n" +
-                                  "setoption name SyzygyPath value <empty>\nquit\n");
-    EngineRun run = dir.run("", "commands.txt");
-    ASSERT_EQ(run.status, 0);
-    std::vector<std::string> reports;
-    std::istringstream lines(run.out);
-    for (std::string line; std::getline(lines, line);)
-        if (line.find("Syzygy") != std::string::npos || line.find("tablebase") != std::string::npos)
-            reports.push_back(line);
-    // Fathom names the file with its suffix's own dot after the one of the format.
-    EXPECT_EQ(reports, (std::vector<std::string>{"info debug Initialisation of Syzygy : failure",
-                                                 "info debug Initialisation of Syzygy : success (4 pieces)",
-                                                 "info string Incomplete tablebase file KQvK..rtbw",
-                                                 "info debug Initialisation of Syzygy : failure",
-                                                 "info debug Initialisation of Syzygy : success (4 pieces)",
-                                                 "info debug Initialisation of Syzygy : failure"}));
-    EXPECT_EQ(run.err, "Incomplete tablebase file KQvK..rtbw\n");
-    EXPECT_EQ(dir.read("vireo.log"), "Syzygy ok\nSyzygy ok\n");
 }
 
 // Empty parts of the directory list (a leading, trailing or doubled ":") are dropped before the
 // library sees the value: it reads past its own list on them (the sanitizer build catches that).
-TEST(Endgame, SyzygyPathWithEmptyParts) {
+TEST_F(Endgame, SyzygyPathWithEmptyParts) {
     EXPECT_EQ(cleanSyzygyPath(":"), "<empty>");
     EXPECT_EQ(cleanSyzygyPath("::::"), "<empty>");
     EXPECT_EQ(cleanSyzygyPath(""), "<empty>");
@@ -184,50 +157,11 @@ TEST(Endgame, SyzygyPathWithEmptyParts) {
     EXPECT_EQ(cleanSyzygyPath("::/a::/b c:"), "/a:/b c");
     EXPECT_EQ(cleanSyzygyPath("/a:/b"), "/a:/b");
     EXPECT_EQ(cleanSyzygyPath("<empty>"), "<empty>");
-
-    if (!haveSyzygy()) GTEST_SKIP() << "no Syzygy tables in " << syzygyDir();
-    ScratchDir dir;
-    std::string commands;
-    for (const std::string& value : {std::string(":"), std::string("::::"), std::string("/nonexistent:"),
-                                     syzygyDir() + ":", "::" + syzygyDir() + "::/nonexistent:"})
-        commands +=
-            "setoption name SyzygyPath value " + value + "\nposition fen 4k3/8/8/r7/8/8/7R/4K3 w - - 0 1\ngo depth 2\n";
-    dir.write("commands.txt", commands + "quit\n");
-    EngineRun run = dir.run("", "commands.txt");
-    ASSERT_EQ(run.status, 0) << run.err;
-    std::vector<std::string> reports;
-    std::istringstream lines(run.out);
-    int answers = 0;
-    for (std::string line; std::getline(lines, line);) {
-        if (line.find("Syzygy") != std::string::npos) reports.push_back(line);
-        if (line.rfind("bestmove ", 0) == 0) answers++;
-    }
-    EXPECT_EQ(reports, (std::vector<std::string>{"info debug Initialisation of Syzygy : failure",
-                                                 "info debug Initialisation of Syzygy : failure",
-                                                 "info debug Initialisation of Syzygy : failure",
-                                                 "info debug Initialisation of Syzygy : failure",
-                                                 "info debug Initialisation of Syzygy : success (4 pieces)",
-                                                 "info debug Initialisation of Syzygy : success (4 pieces)"}));
-    EXPECT_EQ(answers, 5);
-    EXPECT_EQ(run.err, "");
 }
-
-namespace {
-std::string fileBytes(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream bytes;
-    bytes << in.rdbuf();
-    return bytes.str();
-}
-
-void writeBytes(const std::string& path, const std::string& bytes) {
-    std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
-}
-} // namespace
 
 // The look at table files before the library gets them: every real table passes; damage to the
 // header, to the sizes or to the pairs tree is named.
-TEST(Endgame, TableFileChecks) {
+TEST_F(Endgame, TableFileChecks) {
     if (!haveSyzygy()) GTEST_SKIP() << "no Syzygy tables in " << syzygyDir();
     int checked = 0;
     for (const auto& entry : std::filesystem::directory_iterator(syzygyDir())) {
@@ -264,42 +198,4 @@ TEST(Endgame, TableFileChecks) {
         for (size_t i = 4; i < noise.size(); i++) noise[i] = char(random());
         EXPECT_NE(reasonFor("KRvKR.rtbw", noise), "passed") << "round " << round;
     }
-}
-
-// Through the engine: a table file with the right magic number and size but random bytes after it
-// would crash the engine at its first probe; the path is refused with the file named, and the
-// engine keeps playing without tables. The tables are copied: the shared ones stay untouched.
-TEST(Endgame, DamagedTableFileIsRefused) {
-    if (!haveSyzygy()) GTEST_SKIP() << "no Syzygy tables in " << syzygyDir();
-    ScratchDir dir;
-    dir.makeDirectory("tables");
-    std::string tables = dir.path() + "/tables";
-    for (const auto& entry : std::filesystem::directory_iterator(syzygyDir()))
-        std::filesystem::copy_file(entry.path(), tables + "/" + entry.path().filename().string());
-    std::string good = fileBytes(tables + "/KQvK.rtbw");
-    std::mt19937 random(9);
-    for (int round = 0; round < 5; round++) {
-        std::string noise = good;
-        for (size_t i = 4; i < noise.size(); i++) noise[i] = char(random());
-        writeBytes(tables + "/KQvK.rtbw", noise);
-        dir.write("commands.txt", "setoption name SyzygyPath value " + tables + "\n" +
-                                      "position fen 8/8/8/4k3/8/8/1Q6/4K3 w - - 0 1\ngo depth 4\n" +
-                                      "position fen 8/8/8/4k3/8/8/1Q6/4K3 b - - 0 1\ngo depth 4\nquit\n");
-        EngineRun run = dir.run("", "commands.txt");
-        EXPECT_EQ(run.status, 0) << "round " << round << ": " << run.err;
-        EXPECT_NE(run.out.find("info string Damaged tablebase file " + tables + "/KQvK.rtbw: "), std::string::npos)
-            << run.out;
-        EXPECT_NE(run.out.find("info debug Initialisation of Syzygy : failure"), std::string::npos);
-        EXPECT_EQ(run.out.find("Initialisation of Syzygy : success"), std::string::npos);
-        size_t answers = 0;
-        for (size_t at = run.out.find("bestmove "); at != std::string::npos; at = run.out.find("bestmove ", at + 1))
-            answers++;
-        EXPECT_EQ(answers, 2u) << "round " << round;
-    }
-    // Put right again, the same folder loads.
-    writeBytes(tables + "/KQvK.rtbw", good);
-    dir.write("commands.txt", "setoption name SyzygyPath value " + tables + "\nquit\n");
-    EngineRun run = dir.run("", "commands.txt");
-    EXPECT_NE(run.out.find("info debug Initialisation of Syzygy : success (4 pieces)"), std::string::npos) << run.out;
-    EXPECT_EQ(run.out.find("Damaged"), std::string::npos) << run.out;
 }

@@ -1,6 +1,6 @@
-// The weight fitter, run as a program on data made from a known model: it must pair rows with
-// their positions, give the class term its sign, split off the held-out blocks and write the
-// tables back with the weights it was given.
+// The weight fitter: the rows it reads are the rows "vireo -analyse=" writes; on rows of a known
+// model it finds the model again, gives the class term its sign, fits quiet positions only, the
+// logistic loss, a scale and smoothing across piece counts, and writes the tables it found.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -11,13 +11,20 @@
 #include <cstdlib>
 #include <fstream>
 #include <random>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "scratch_dir.h"
+#include "tests/engine_run.h"
+#include "tests/position_fixture.h"
+#include "tests/shared_data.h"
+#include "tools/fit/labelled_rows.h"
+#include "tools/fit/model_fit.h"
 
 namespace {
+
+using namespace vireo_fit;
 
 std::string buildDirectory() {
     std::string binary = VIREO_BINARY;
@@ -55,95 +62,181 @@ std::vector<double> tableValues(const std::string& source, const std::string& na
     return values;
 }
 
+// A row of a known model: features drawn at random, the label the model's score.
+struct KnownModel {
+    std::vector<double> weights; // features 1..126; feature 0 stays 0
+    double class_value = 0;      // for the class given to the rows
+    int material_class = 0;
+    int men = 10;
+    int spread = 7; // features are drawn from -spread/2..spread/2
+
+    Row row(std::mt19937& rng, bool held) const {
+        Row r{};
+        double score = 0;
+        for (int i = 1; i < FEATURES; i++) {
+            r.f[i] = int16_t(int(rng() % unsigned(spread)) - spread / 2);
+            score += weights[i] * r.f[i];
+        }
+        if (material_class) {
+            r.material_class = int16_t(rng() % 2 ? material_class : -material_class);
+            score += r.material_class > 0 ? class_value : -class_value;
+        }
+        r.label = int32_t(std::lround(score));
+        r.men = uint8_t(men);
+        r.held = held;
+        r.quiet = true;
+        return r;
+    }
+};
+
+// Fits the rows in-process with the options, the tables written into the directory; returns what
+// the fit printed and the exit status it gave.
+std::string fitRows(const std::vector<Row>& rows, Options options, const std::string& dir, int* status) {
+    if (options.weights == "weights.cpp") options.weights = dir + "/weights.cpp";
+    return printedBy([&] { *status = fitAndWrite(options, rows); });
+}
+
+std::string fitProgram() { return buildDirectory() + "/fit_model"; }
+
+// Runs the program in the directory with the options; its exit status, its output in *log.
+int runFitProgram(const ScratchDir& scratch, const std::string& options, std::string* log) {
+    int status =
+        std::system(("cd " + scratch.path() + " && " + fitProgram() + " " + options + " > log.txt 2>&1").c_str());
+    *log = scratch.read("log.txt");
+    return status;
+}
+
+// The recipe of the committed tables, as tools/train.sh gives it.
+std::string trainRecipe() {
+    std::string script = fileBytes(VIREO_SOURCE_DIR "/tools/train.sh");
+    size_t at = script.find("\nRECIPE=\"");
+    if (at == std::string::npos) return "";
+    return script.substr(at + 9, script.find('"', at + 9) - at - 9);
+}
+
 } // namespace
 
-TEST(FitModel, RecoversTheWeightsOfAKnownModel) {
-    std::string tool = buildDirectory() + "/fit_model";
-    if (access(tool.c_str(), X_OK) != 0) GTEST_SKIP() << "fit_model is not built next to the engine";
+// The rows the fitter takes from the position lines are the rows "vireo -analyse=" writes for
+// them, field for field: the same lines skipped, the class field where it belongs.
+TEST(FitModel, ReadsTheRowsTheEngineWrites) {
+    initTables();
     ScratchDir scratch;
-    ASSERT_FALSE(scratch.path().empty());
-    const std::string& dir = scratch.path();
+    std::vector<std::string> lines = {"rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq e3 0 1;-0.25",
+                                      "4k3/8/8/r7/8/8/7R/4K3 b - - 0 1;0.1",
+                                      "4k3/8/8/8/3n4/8/4P3/4K3 w - - 0 1 ; 1",
+                                      "4k3/8/4K3/4P3/8/8/8/8 w - - 0 1;9.5",
+                                      "7k/5K2/6Q1/8/8/8/P7/8 b - - 0 1;-20",
+                                      "7k/5K2/6Q1/8/8/8/P7/8 B - - 0 1;0.5",
+                                      "4k3/8/8/8/8/8/8/4K2R w K - 0 1 extra;0.5",
+                                      "4k3/8/8/8/8/8/4q3/4K3 w - - 0 1;-9",
+                                      "this is no position;1.0",
+                                      "r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1;abc"};
+    for (const char* fen : CLASSIC_FENS) lines.push_back(std::string(fen) + ";0.3");
+    const std::vector<std::string>& labelled = trainingFens();
+    for (size_t i = 0; i < labelled.size() && i < 200000; i += 100)
+        lines.push_back(labelled[i] + ";" + std::to_string(i % 700 / 100.0 - 3));
+    std::string input;
+    for (const std::string& line : lines) input += line + "\n";
+    scratch.write("positions.txt", input);
+    ASSERT_EQ(runEngine(scratch, "-analyse=positions.txt").status, 0);
 
-    // Four positions: rook ending (4 men, class field), 5 and 10 men, and the initial position.
-    struct Sample {
-        const char* fen;
-        int men, men_to_move, material_class;
-    };
-    const Sample samples[] = {
-        {"4k3/4r3/8/8/8/8/3R4/3K4 w - - 0 1", 4, 2, 16},
-        {"4k3/4r3/8/8/8/8/3RP3/3K4 b - - 0 1", 5, 2, -40},
-        {"4k3/pp2r1p1/8/8/8/8/PPRP4/3K4 w - - 0 1", 10, 5, 0},
-        {"rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1", 32, 16, 0},
-    };
-    // The known model: weights of features 1..126 and the two class values.
-    std::vector<double> truth(127);
-    for (int i = 1; i < 127; i++) truth[i] = (i % 13) * 7 - 40;
-    const double bias4 = 300, bias5 = -120;
-
-    std::mt19937 rng(7);
-    std::ofstream positions(dir + "/positions.txt"), features(dir + "/features.csv");
-    const int rows = 8000;
-    for (int n = 0; n < rows; n++) {
-        // An unusable line first now and then: the engine writes no row for it.
-        if (n % 97 == 0) positions << "this is no position;1.0\n";
-        const Sample& s = samples[n % 4];
-        std::vector<int> f(127);
-        f[0] = 2 * s.men_to_move - s.men;
-        for (int i = 1; i < 127; i++) f[i] = int(rng() % 7) - 3;
-        double score = 0;
-        for (int i = 1; i < 127; i++) score += truth[i] * f[i];
-        int material_class = s.material_class;
-        if (s.men == 4) {
-            material_class = rng() % 2 ? 16 : -16;
-            score += material_class > 0 ? bias4 : -bias4;
-        } else if (s.men == 5) {
-            material_class = rng() % 2 ? 40 : -40;
-            score += material_class > 0 ? bias5 : -bias5;
-        }
-        int cp = int(std::lround(score));
-        positions << s.fen << ";" << cp / 100.0 << "\n";
-        if (material_class) features << material_class << ";";
-        for (int i = 0; i < 127; i++) features << f[i] << ";";
-        features << cp << "\n";
+    std::istringstream written(scratch.read("features.csv"));
+    std::string row_text;
+    int rows = 0;
+    for (const std::string& line : lines) {
+        LabelledRow row;
+        if (!readLabelledRow(line.c_str(), &row)) continue;
+        std::string expected = row.men >= 4 && row.men <= 6 ? std::to_string(row.material_class) + ";" : "";
+        for (int f : row.features) expected += std::to_string(f) + ";";
+        expected += std::to_string(row.label);
+        ASSERT_TRUE(std::getline(written, row_text)) << "no row for " << line;
+        EXPECT_EQ(row_text, expected) << line;
+        rows++;
     }
-    positions.close();
-    features.close();
+    EXPECT_FALSE(std::getline(written, row_text)) << "a row the fitter does not read: " << row_text;
+    EXPECT_GE(rows, 10);
+}
 
-    std::string command = tool + " --positions=" + dir + "/positions.txt --features=" + dir +
-                          "/features.csv --weights=" + dir + "/weights.cpp --heldout=" + dir +
-                          "/heldout.txt --block=10 --every=5 --lambda=0.01 --max-rmse=1 > " + dir + "/log.txt";
-    ASSERT_EQ(system(command.c_str()), 0) << scratch.read("log.txt");
+// What the program reads and counts, and the held-out blocks it writes: every fifth block of ten
+// position lines, unusable lines included.
+TEST(FitModel, CountsLinesAndHoldsOutBlocks) {
+    if (access(fitProgram().c_str(), X_OK) != 0) GTEST_SKIP() << "fit_model is not built next to the engine";
+    ScratchDir scratch;
+    std::string input;
+    const char* fens[] = {"4k3/4r3/8/8/8/8/3R4/3K4 w - - 0 1", "4k3/pp2r1p1/8/8/8/8/PPRP4/3K4 w - - 0 1",
+                          "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1"};
+    for (int n = 0; n < 300; n++) {
+        input += std::string(fens[n % 3]) + ";" + std::to_string((n % 17) / 10.0) + "\n";
+        // Stalemates of a bare king (any side letter but "w" is Black's) are left out, as are three men.
+        if (n == 100) input += "7k/5K2/6Q1/8/8/8/P7/8 b - - 0 1;400\n";
+        if (n == 200) input += "7k/5K2/6Q1/8/8/8/P7/8 B - - 0 1;0.5\n";
+        if (n == 250) input += "4k3/8/8/8/8/8/8/4K2R w K - 0 1 extra;0.5\n";
+    }
+    scratch.write("positions.txt", input);
+    std::string log;
+    // Labels without a model behind them: the guard refuses the tables, after the counts and the
+    // held-out file.
+    runFitProgram(scratch, "--block=10 --every=5", &log);
+    EXPECT_NE(log.find("303 position lines, 0 skipped like the engine does, 300 rows used, 1 outside 4..32 men, "
+                       "2 bare-king stalemates"),
+              std::string::npos)
+        << log;
+    std::istringstream held(scratch.read("heldout.txt"));
+    int held_lines = 0;
+    for (std::string line; std::getline(held, line);) held_lines++;
+    EXPECT_EQ(held_lines, (303 / 50) * 10 + std::max(0, 303 % 50 - 40));
+    // A missing input is named and leaves the held-out file as it was.
+    std::string before = scratch.read("heldout.txt");
+    EXPECT_NE(runFitProgram(scratch, "--positions=missing.txt", &log), 0);
+    EXPECT_NE(log.find("Cannot open 'missing.txt'"), std::string::npos) << log;
+    EXPECT_EQ(scratch.read("heldout.txt"), before);
+}
+
+TEST(FitModel, RecoversTheWeightsOfAKnownModel) {
+    ScratchDir scratch;
+    // Rows of 4 men (with the class of rook against rook), 5 men (class 40) and 10 and 32 men, from
+    // one set of weights and two class values; every fifth block of ten rows held out.
+    KnownModel model;
+    model.weights.assign(FEATURES, 0);
+    for (int i = 1; i < FEATURES; i++) model.weights[i] = (i % 13) * 7 - 40;
+    std::mt19937 rng(7);
+    std::vector<Row> rows;
+    for (int n = 0; n < 8000; n++) {
+        const int men[4] = {4, 5, 10, 32}, classes[4] = {16, 40, 0, 0};
+        const double values[4] = {300, -120, 0, 0};
+        model.men = men[n % 4];
+        model.material_class = classes[n % 4];
+        model.class_value = values[n % 4];
+        rows.push_back(model.row(rng, n / 10 % 5 == 4));
+    }
+    Options options;
+    options.lambda = 0.01;
+    options.max_rmse = 1;
+    int status = -1;
+    std::string log = fitRows(rows, options, scratch.path(), &status);
+    ASSERT_EQ(status, 0) << log;
 
     std::string source = scratch.read("weights.cpp");
     std::vector<double> weights = tableValues(source, "eval_weights");
     ASSERT_EQ(weights.size(), 29u * 128u);
     for (int men : {4, 5, 10, 32})
         for (int i = 1; i < 127; i++)
-            EXPECT_NEAR(weights[(men - 4) * 128 + i], truth[i], 0.05) << men << " men, weight " << i;
-    // The piece count never varies among 32 men: the ridge leaves its weight at 0.
+            EXPECT_NEAR(weights[(men - 4) * 128 + i], model.weights[i], 0.05) << men << " men, weight " << i;
+    // The piece count never varies in these rows: the ridge leaves its weight at 0.
     EXPECT_EQ(weights[28 * 128], 0.0);
     // Rows of a piece count that never occurs keep all-zero weights.
     for (int i = 0; i < 128; i++) EXPECT_EQ(weights[(20 - 4) * 128 + i], 0.0);
-
     std::vector<double> bias = tableValues(source, "endgame_bias");
     ASSERT_EQ(bias.size(), 31u + 111u + 366u);
-    EXPECT_NEAR(bias[16], bias4, 1.0);
-    EXPECT_NEAR(bias[31 + 40], bias5, 1.0);
+    EXPECT_NEAR(bias[16], 300, 1.0);
+    EXPECT_NEAR(bias[31 + 40], -120, 1.0);
     EXPECT_EQ(bias[0], 0.0);
 
-    // Every fifth block of ten position lines is held out, unusable lines included.
-    std::ifstream held(dir + "/heldout.txt");
-    std::string line;
-    int held_lines = 0;
-    while (std::getline(held, line)) held_lines++;
-    int all_lines = rows + (rows + 96) / 97;
-    EXPECT_EQ(held_lines, (all_lines / 50) * 10 + std::max(0, all_lines % 50 - 40));
-
     // A target that is not a regular file is written in place, not replaced by a file.
-    std::string pipe = dir + "/weights.pipe";
+    std::string pipe = scratch.path() + "/weights.pipe";
     ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
     // The test holds a writer end of its own, so that the reader sees the end of the data only once
-    // the tool is done with the pipe, whether it wrote to it or not.
+    // the fit is done with the pipe, whether it wrote to it or not.
     int read_end = open(pipe.c_str(), O_RDONLY | O_NONBLOCK);
     int own_writer = open(pipe.c_str(), O_WRONLY | O_NONBLOCK);
     ASSERT_TRUE(read_end >= 0 && own_writer >= 0);
@@ -153,8 +246,8 @@ TEST(FitModel, RecoversTheWeightsOfAKnownModel) {
         char buffer[4096];
         for (ssize_t n; (n = read(read_end, buffer, sizeof buffer)) > 0;) piped.append(buffer, size_t(n));
     });
-    command.replace(command.find(dir + "/weights.cpp"), (dir + "/weights.cpp").size(), pipe);
-    int status = system(command.c_str());
+    options.weights = pipe;
+    fitRows(rows, options, scratch.path(), &status);
     close(own_writer);
     reader.join();
     close(read_end);
@@ -165,44 +258,11 @@ TEST(FitModel, RecoversTheWeightsOfAKnownModel) {
     EXPECT_EQ(piped, source);
 }
 
-// The rows come from the engine's own "-analyse=": lines that the engine reads in its own way (a
-// stalemate with any score, a side letter other than "w") must still pair with their rows.
-TEST(FitModel, PairsWithTheRowsTheEngineWrites) {
-    std::string tool = buildDirectory() + "/fit_model";
-    if (access(tool.c_str(), X_OK) != 0) GTEST_SKIP() << "fit_model is not built next to the engine";
-    ScratchDir scratch;
-    ASSERT_FALSE(scratch.path().empty());
-    const std::string& dir = scratch.path();
-
-    std::ofstream positions(dir + "/positions.txt");
-    const char* fens[] = {"4k3/4r3/8/8/8/8/3R4/3K4 w - - 0 1", "4k3/pp2r1p1/8/8/8/8/PPRP4/3K4 w - - 0 1",
-                          "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1"};
-    for (int n = 0; n < 300; n++) {
-        positions << fens[n % 3] << ";" << (n % 17) / 10.0 << "\n";
-        if (n == 100) positions << "7k/5K2/6Q1/8/8/8/P7/8 b - - 0 1;400\n";
-        if (n == 200) positions << "7k/5K2/6Q1/8/8/8/P7/8 B - - 0 1;0.5\n";
-        if (n == 250) positions << "4k3/8/8/8/8/8/8/4K2R w K - 0 1 extra;0.5\n";
-    }
-    positions.close();
-
-    ASSERT_EQ(scratch.run("-analyse=positions.txt").status, 0);
-    std::string command = "cd " + dir + " && " + tool + " > log.txt 2>&1";
-    EXPECT_EQ(system(command.c_str()), 0) << scratch.read("log.txt");
-    EXPECT_NE(scratch.read("log.txt").find("303 position lines, 0 skipped like the engine does, 300 rows used, "
-                                           "0 without a row, 1 outside 4..32 men, 2 bare-king stalemates"),
-              std::string::npos)
-        << scratch.read("log.txt");
-}
-
 // What the fit aims at: only positions where no exchange is pending (--quiet-only), win
 // expectations rather than centipawns (the logistic loss), and a scale over the whole table.
 TEST(FitModel, QuietPositionsLogisticLossAndScale) {
-    std::string tool = buildDirectory() + "/fit_model";
-    if (access(tool.c_str(), X_OK) != 0) GTEST_SKIP() << "fit_model is not built next to the engine";
+    if (access(fitProgram().c_str(), X_OK) != 0) GTEST_SKIP() << "fit_model is not built next to the engine";
     ScratchDir scratch;
-    ASSERT_FALSE(scratch.path().empty());
-    const std::string& dir = scratch.path();
-
     // Quiet: the initial position, a rook ending, a pawn that only a losing capture can take (the
     // knight would be taken back by the d6 pawn). Not quiet: a hanging queen, a rook that wins a
     // knight, a pawn that promotes.
@@ -210,74 +270,59 @@ TEST(FitModel, QuietPositionsLogisticLossAndScale) {
                            "4k3/4r3/8/8/8/8/3R4/3K4 w - - 0 1", "4k3/8/3p4/4p3/8/5N2/8/4K3 w - - 0 1"};
     const char* busy[] = {"4k3/8/8/3q4/8/8/8/3RK3 w - - 0 1", "4k3/8/8/3n4/8/8/8/3RK3 w - - 0 1",
                           "4k3/1P6/8/8/8/8/7p/4K3 w - - 0 1"};
-    {
-        std::ofstream positions(dir + "/positions.txt");
-        for (int n = 0; n < 600; n++) positions << (n % 2 ? busy : quiet)[n / 2 % 3] << ";" << (n % 7) / 10.0 << "\n";
-    }
-    ASSERT_EQ(scratch.run("-analyse=positions.txt").status, 0);
-    auto fit = [&](const std::string& options) {
-        std::string command = "cd " + dir + " && " + tool + " " + options + " > log.txt 2>&1";
-        EXPECT_EQ(system(command.c_str()), 0) << scratch.read("log.txt");
-        return scratch.read("log.txt");
-    };
-    std::string log = fit("--quiet-only --loss=mse");
+    std::string input;
+    for (int n = 0; n < 600; n++)
+        input += std::string((n % 2 ? busy : quiet)[n / 2 % 3]) + ";" + std::to_string((n % 7) / 10.0) + "\n";
+    scratch.write("positions.txt", input);
+    std::string log;
+    EXPECT_EQ(runFitProgram(scratch, "--quiet-only --loss=mse", &log), 0) << log;
     EXPECT_NE(log.find("600 rows used"), std::string::npos) << log;
     EXPECT_NE(log.find("300 rows are quiet"), std::string::npos) << log;
     EXPECT_NE(scratch.read("weights.cpp").find("least squares, quiet positions, ridge 5; fitted on 300 positions"),
               std::string::npos);
 
-    // A known linear model with scores of a few pawns: the logistic fit finds it again, and
-    // --scale multiplies every weight and class value it writes.
-    std::vector<double> truth(127);
-    for (int i = 1; i < 127; i++) truth[i] = (i % 5) * 6 - 12;
-    std::mt19937 rng(11);
-    {
-        std::ofstream positions(dir + "/positions.txt"), features(dir + "/features.csv");
-        for (int n = 0; n < 6000; n++) {
-            std::vector<int> f(127);
-            f[0] = 0;
-            for (int i = 1; i < 127; i++) f[i] = int(rng() % 5) - 2;
-            double score = 0;
-            for (int i = 1; i < 127; i++) score += truth[i] * f[i];
-            int material_class = rng() % 2 ? 16 : -16;
-            score += material_class > 0 ? 150 : -150;
-            int cp = int(std::lround(score));
-            positions << "4k3/4r3/8/8/8/8/3R4/3K4 w - - 0 1;" << cp / 100.0 << "\n";
-            features << material_class << ";";
-            for (int i = 0; i < 127; i++) features << f[i] << ";";
-            features << cp << "\n";
-        }
-    }
-    for (double scale : {1.0, 1.5}) {
-        log = fit("--loss=logistic --sigmoid=300 --lambda=0.01 --block=10 --every=5 --scale=" + std::to_string(scale));
-        std::string source = scratch.read("weights.cpp");
-        EXPECT_NE(source.find("logistic loss, sigmoid 300 cp"), std::string::npos);
-        std::vector<double> weights = tableValues(source, "eval_weights");
-        ASSERT_EQ(weights.size(), 29u * 128u);
-        for (int i = 1; i < 127; i++) EXPECT_NEAR(weights[i], scale * truth[i], 0.2 * scale) << "weight " << i;
-        EXPECT_NEAR(tableValues(source, "endgame_bias")[16], scale * 150, 2 * scale);
-    }
-
     // tools/train.sh made the committed tables with its RECIPE: passed as the script passes it, with
     // the paths in either spelling, it must still give the settings that evaluation/weights.cpp names.
-    auto text = [](const std::string& path) {
-        std::ifstream in(path);
-        return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    };
     auto settings = [](const std::string& source) {
         size_t open = source.find('(');
         return source.substr(open, source.find(';') - open);
     };
-    std::string script = text(VIREO_SOURCE_DIR "/tools/train.sh");
-    size_t at = script.find("\nRECIPE=\"");
-    ASSERT_NE(at, std::string::npos);
-    std::string recipe = script.substr(at + 9, script.find('"', at + 9) - at - 9);
-    std::string committed = settings(text(VIREO_SOURCE_DIR "/evaluation/weights.cpp"));
+    std::string recipe = trainRecipe();
+    ASSERT_FALSE(recipe.empty());
+    std::string committed = settings(fileBytes(VIREO_SOURCE_DIR "/evaluation/weights.cpp"));
     ASSERT_GT(committed.size(), 1u) << "no settings in evaluation/weights.cpp";
-    for (const char* paths : {"--positions=positions.txt --features=features.csv --weights=weights.cpp",
-                              "--positions positions.txt --features features.csv --weights weights.cpp"}) {
-        fit(std::string(paths) + " --heldout=heldout.txt " + recipe);
+    for (const char* paths :
+         {"--positions=positions.txt --weights=weights.cpp", "--positions positions.txt --weights weights.cpp"}) {
+        EXPECT_EQ(runFitProgram(scratch, std::string(paths) + " --heldout=heldout.txt " + recipe, &log), 0) << log;
         EXPECT_EQ(settings(scratch.read("weights.cpp")), committed) << paths;
+    }
+
+    // A known linear model with scores of a few pawns: the logistic fit finds it again, and
+    // --scale multiplies every weight and class value it writes.
+    KnownModel model;
+    model.weights.assign(FEATURES, 0);
+    for (int i = 1; i < FEATURES; i++) model.weights[i] = (i % 5) * 6 - 12;
+    model.men = 4;
+    model.material_class = 16;
+    model.class_value = 150;
+    model.spread = 5;
+    std::mt19937 rng(11);
+    std::vector<Row> rows;
+    for (int n = 0; n < 6000; n++) rows.push_back(model.row(rng, n / 10 % 5 == 4));
+    for (double scale : {1.0, 1.5}) {
+        Options options;
+        options.sigmoid = 300;
+        options.lambda = 0.01;
+        options.scale = scale;
+        int status = -1;
+        log = fitRows(rows, options, scratch.path(), &status);
+        ASSERT_EQ(status, 0) << log;
+        std::string source = scratch.read("weights.cpp");
+        EXPECT_NE(source.find("logistic loss, sigmoid 300 cp"), std::string::npos);
+        std::vector<double> weights = tableValues(source, "eval_weights");
+        ASSERT_EQ(weights.size(), 29u * 128u);
+        for (int i = 1; i < 127; i++) EXPECT_NEAR(weights[i], scale * model.weights[i], 0.2 * scale) << "weight " << i;
+        EXPECT_NEAR(tableValues(source, "endgame_bias")[16], scale * 150, 2 * scale);
     }
 }
 
@@ -286,43 +331,37 @@ TEST(FitModel, QuietPositionsLogisticLossAndScale) {
 // model, and the vectors of neighbours end up nearly equal; without smoothing the counts without
 // rows keep zero weights. --smooth=0 is the fit of old, byte for byte, with the committed recipe.
 TEST(FitModel, SmoothingAcrossPieceCounts) {
-    std::string tool = buildDirectory() + "/fit_model";
-    if (access(tool.c_str(), X_OK) != 0) GTEST_SKIP() << "fit_model is not built next to the engine";
     ScratchDir scratch;
-    ASSERT_FALSE(scratch.path().empty());
-    const std::string& dir = scratch.path();
-    const char* fens[] = {"4k3/pp2r1p1/8/8/8/8/PPRP4/3K4 w - - 0 1", "4k3/ppp1r1p1/8/8/8/8/PPRPP3/3K4 w - - 0 1"};
-    std::vector<double> truth(127);
-    for (int i = 1; i < 127; i++) truth[i] = (i % 11) * 5 - 25;
+    KnownModel model;
+    model.weights.assign(FEATURES, 0);
+    for (int i = 1; i < FEATURES; i++) model.weights[i] = (i % 11) * 5 - 25;
+    model.spread = 5;
     std::mt19937 rng(5);
-    {
-        std::ofstream positions(dir + "/positions.txt"), features(dir + "/features.csv");
-        for (int n = 0; n < 4000; n++) {
-            std::vector<int> f(127);
-            for (int i = 1; i < 127; i++) f[i] = int(rng() % 5) - 2;
-            double score = 0;
-            for (int i = 1; i < 127; i++) score += truth[i] * f[i];
-            int cp = int(std::lround(score));
-            positions << fens[n % 2] << ";" << cp / 100.0 << "\n";
-            for (int i = 0; i < 127; i++) features << f[i] << ";";
-            features << cp << "\n";
-        }
+    std::vector<Row> rows;
+    for (int n = 0; n < 4000; n++) {
+        model.men = n % 2 ? 12 : 10;
+        rows.push_back(model.row(rng, false));
     }
-    auto fit = [&](const std::string& options) {
-        std::string command = "cd " + dir + " && " + tool + " " + options + " > log.txt 2>&1";
-        EXPECT_EQ(system(command.c_str()), 0) << scratch.read("log.txt");
+    auto fit = [&](double smooth, bool logistic) {
+        Options options;
+        options.logistic = logistic;
+        options.lambda = 0.01;
+        options.smooth = smooth;
+        int status = -1;
+        std::string log = fitRows(rows, options, scratch.path(), &status);
+        EXPECT_EQ(status, 0) << log;
         return tableValues(scratch.read("weights.cpp"), "eval_weights");
     };
-    std::vector<double> alone = fit("--loss=mse --lambda=0.01");
-    std::vector<double> smoothed = fit("--loss=mse --lambda=0.01 --smooth=1000");
+    std::vector<double> alone = fit(0, false);
+    std::vector<double> smoothed = fit(1000, false);
     EXPECT_NE(scratch.read("weights.cpp").find("smoothed across piece counts 1000"), std::string::npos);
     ASSERT_EQ(alone.size(), 29u * 128u);
     ASSERT_EQ(smoothed.size(), 29u * 128u);
     for (int i = 1; i < 127; i++) {
-        EXPECT_NEAR(alone[(10 - 4) * 128 + i], truth[i], 0.05) << "weight " << i;
+        EXPECT_NEAR(alone[(10 - 4) * 128 + i], model.weights[i], 0.05) << "weight " << i;
         EXPECT_EQ(alone[(11 - 4) * 128 + i], 0.0) << "weight " << i;
         for (int men : {4, 10, 11, 12, 20, 32})
-            EXPECT_NEAR(smoothed[(men - 4) * 128 + i], truth[i], 0.5) << men << " men, weight " << i;
+            EXPECT_NEAR(smoothed[(men - 4) * 128 + i], model.weights[i], 0.5) << men << " men, weight " << i;
     }
     double widest = 0;
     for (int k = 0; k + 1 < 29; k++)
@@ -331,25 +370,21 @@ TEST(FitModel, SmoothingAcrossPieceCounts) {
     EXPECT_LT(widest, 0.1);
 
     // The logistic steps are smoothed too.
-    std::vector<double> logistic = fit("--sigmoid=400 --lambda=0.01 --smooth=1000");
-    for (int i = 1; i < 127; i++) EXPECT_NEAR(logistic[(11 - 4) * 128 + i], truth[i], 1.0) << "weight " << i;
+    std::vector<double> logistic = fit(1000, true);
+    for (int i = 1; i < 127; i++) EXPECT_NEAR(logistic[(11 - 4) * 128 + i], model.weights[i], 1.0) << "weight " << i;
 
-    std::string script;
-    {
-        std::ifstream in(VIREO_SOURCE_DIR "/tools/train.sh");
-        script.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-    }
-    size_t at = script.find("\nRECIPE=\"");
-    ASSERT_NE(at, std::string::npos);
-    std::string recipe = script.substr(at + 9, script.find('"', at + 9) - at - 9);
-    // The recipe without its own smoothing, against the same with --smooth=0.
+    // The recipe without its own smoothing, against the same with --smooth=0, through the program.
+    if (access(fitProgram().c_str(), X_OK) != 0) GTEST_SKIP() << "fit_model is not built next to the engine";
+    std::string recipe = trainRecipe();
     size_t smooth = recipe.find(" --smooth=");
     if (smooth != std::string::npos) recipe.erase(smooth, recipe.find(' ', smooth + 1) - smooth);
-    fit(recipe);
+    scratch.write("positions.txt",
+                  "4k3/pp2r1p1/8/8/8/8/PPRP4/3K4 w - - 0 1;0.5\n4k3/ppp1r1p1/8/8/8/8/PPRPP3/3K4 w - - 0 1;-0.2\n");
+    std::string log;
+    EXPECT_EQ(runFitProgram(scratch, recipe, &log), 0) << log;
     std::string plain = scratch.read("weights.cpp");
-    fit(recipe + " --smooth=0");
+    EXPECT_EQ(runFitProgram(scratch, recipe + " --smooth=0", &log), 0) << log;
     EXPECT_EQ(scratch.read("weights.cpp"), plain);
-    std::string refused = "cd " + dir + " && " + tool + " --smooth=-1 > log.txt 2>&1";
-    EXPECT_NE(system(refused.c_str()), 0);
-    EXPECT_NE(scratch.read("log.txt").find("Bad value for '--smooth'"), std::string::npos);
+    EXPECT_NE(runFitProgram(scratch, "--smooth=-1", &log), 0);
+    EXPECT_NE(log.find("Bad value for '--smooth'"), std::string::npos);
 }

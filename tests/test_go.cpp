@@ -19,17 +19,17 @@ Limits limitsOf(const char* fen, const char* line) {
     setUpSearch(fen);
     search.depth = 99; // whatever was there before is replaced
     setLimits(line);
-    Limits l{search.limit, search.depth, search.reserve, search.movetime};
-    resetSearch();
-    return l;
+    return Limits{search.limit, search.depth, search.reserve, search.movetime};
 }
 
 std::ostream& operator<<(std::ostream& os, const Limits& l) {
     return os << "{" << l.limit << ", " << l.depth << ", " << l.reserve << ", " << l.movetime << "}";
 }
+
+using Go = SearchTest;
 } // namespace
 
-TEST(Go, RulesInOrder) {
+TEST_F(Go, RulesInOrder) {
     EXPECT_EQ(limitsOf(WHITE_TO_MOVE, "go"), (Limits{LIMIT_DEPTH, 10, 0, 0}));
     EXPECT_EQ(limitsOf(WHITE_TO_MOVE, "go infinite"), (Limits{LIMIT_TIME, 0, 0, 1000000000}));
     EXPECT_EQ(limitsOf(WHITE_TO_MOVE, "go depth 6"), (Limits{LIMIT_DEPTH, 6, 0, 0}));
@@ -42,7 +42,7 @@ TEST(Go, RulesInOrder) {
     EXPECT_EQ(limitsOf(WHITE_TO_MOVE, "go depth x"), (Limits{LIMIT_CLOCK, 0, 0, 0}));
 }
 
-TEST(Go, ClockAllocation) {
+TEST_F(Go, ClockAllocation) {
     EXPECT_EQ(limitsOf(WHITE_TO_MOVE, "go wtime 60000 btime 50000 winc 1000 binc 1000"),
               (Limits{LIMIT_CLOCK, 0, 59000, 2450}));
     // Black to move spends Black's clock and increment.

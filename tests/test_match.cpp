@@ -24,9 +24,7 @@ namespace {
 
 using namespace vireo_match;
 
-const char* STOCKFISH = "/usr/games/stockfish";
-
-bool haveStockfish() { return access(STOCKFISH, X_OK) == 0; }
+bool haveStockfish() { return canRun(STOCKFISH); }
 
 TEST(Match, EloEstimate) {
     EXPECT_DOUBLE_EQ(eloFromScore(0.5), 0.0);

@@ -6,6 +6,7 @@
 #include <set>
 #include "tests/evaluation_fixture.h"
 #include "evaluation/evaluation.h"
+#include "evaluation/endgame.h"
 #include "evaluation/model.h"
 
 namespace {

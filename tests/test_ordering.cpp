@@ -1,44 +1,38 @@
 // Move ordering: the comparators' keys in order, the tables, history halving, and the picker.
 #include <gtest/gtest.h>
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
 #include "tests/search_fixture.h"
 
 namespace {
 Move quiet(int from, int to, int piece) { return makeMoveWord(from, to, piece); }
 enum { A1 = 0, C1 = 2, E2 = 12, E3 = 20, E4 = 28, D4 = 27, A3 = 16, A6 = 40, A8 = 56, C8 = 58, E5 = 36 };
+
+using Ordering = SearchTest;
 } // namespace
 
-TEST(Ordering, CentralityTable) {
-    initSearchTables();
-    // How central a square is: its distance from the nearest corner in steps along files and
-    // ranks (0 in the corners, 6 on the four centre squares).
-    auto fromCorner = [](int s) {
-        int nearest = 99;
-        for (int corner : {0, 7, 56, 63})
-            nearest = std::min(nearest, std::abs(fileOf(s) - fileOf(corner)) + std::abs(rankOf(s) - rankOf(corner)));
-        return nearest;
-    };
-    for (int s = 0; s < 64; s++) EXPECT_EQ(centre[s], fromCorner(s)) << s;
-    // The table orders any two moves by the centrality of the target, then by the outlying origin.
-    for (int a = 0; a < 4096; a++)
-        for (int b = 0; b < 4096; b++) {
-            int ta = fromCorner(a % 64), tb = fromCorner(b % 64), fa = fromCorner(a / 64), fb = fromCorner(b / 64);
-            bool a_first = ta != tb ? ta > tb : fa < fb;
-            bool tie = ta == tb && fa == fb;
-            if ((centrality[a] > centrality[b]) != a_first || (centrality[a] == centrality[b]) != tie) {
-                ADD_FAILURE() << "moves " << a << " and " << b;
-                return;
-            }
-        }
-    // A move word's squares index the table as from * 64 + to.
+// Published values of the tables: how central a square is (its steps from the nearest corner along
+// files and ranks), and a move's entry, centre of the target times 8 plus 7 minus centre of the
+// origin, indexed by the move word's squares (from * 64 + to).
+TEST_F(Ordering, CentralityTable) {
+    EXPECT_EQ(centre[A1], 0);
+    EXPECT_EQ(centre[63], 0);
+    EXPECT_EQ(centre[D4], 6);
+    EXPECT_EQ(centre[E5], 6);
+    EXPECT_EQ(centre[E2], 4);
+    EXPECT_EQ(centre[A3], 2);
+    EXPECT_EQ(centre[C1], 2);
     EXPECT_EQ(moveSquares(quiet(E2, E4, PAWN)), E2 * 64 + E4);
+    EXPECT_EQ(centrality[moveSquares(quiet(E2, E4, PAWN))], 6 * 8 + 7 - 4);
+    EXPECT_EQ(centrality[moveSquares(quiet(A1, A3, ROOK))], 2 * 8 + 7 - 0);
+    EXPECT_EQ(centrality[moveSquares(quiet(D4, A3, QUEEN))], 2 * 8 + 7 - 6);
+    // The two corners of the key: the best move goes from a corner to the centre, the worst from
+    // the centre to a corner.
+    EXPECT_EQ(*std::max_element(centrality, centrality + 4096), centrality[A1 * 64 + D4]);
+    EXPECT_EQ(*std::min_element(centrality, centrality + 4096), centrality[E5 * 64 + A8]);
 }
 
-TEST(Ordering, InnerComparatorKeys) {
-    initSearchTables();
-    memset(history, 0, sizeof history);
+TEST_F(Ordering, InnerComparatorKeys) {
     // Quiet moves, equal history: the more central target first, then the less central origin.
     EXPECT_TRUE(better(quiet(E2, E4, PAWN), quiet(E2, E3, PAWN), WHITE, 0));
     EXPECT_FALSE(better(quiet(E2, E3, PAWN), quiet(E2, E4, PAWN), WHITE, 0));
@@ -75,10 +69,7 @@ TEST(Ordering, InnerComparatorKeys) {
     EXPECT_FALSE(better(quiet(A8, C8, ROOK), quiet(A8, A6, ROOK), BLACK, MIRROR_BLACK));
 }
 
-TEST(Ordering, RootComparatorAndSelection) {
-    initSearchTables();
-    memset(history, 0, sizeof history);
-    memset(root_nodes, 0, sizeof root_nodes);
+TEST_F(Ordering, RootComparatorAndSelection) {
     Move e4 = quiet(E2, E4, PAWN), e3 = quiet(E2, E3, PAWN), capture = makeMoveWord(A1, A3, ROOK, QUEEN);
     root_nodes[moveSquares(e3)] = 500;
     root_nodes[moveSquares(capture)] = 10;
@@ -101,9 +92,7 @@ TEST(Ordering, RootComparatorAndSelection) {
     EXPECT_EQ(plain[2], capture);
 }
 
-TEST(Ordering, HistoryIsHalvedBeforeItOverflows) {
-    initSearchTables();
-    memset(history, 0, sizeof history);
+TEST_F(Ordering, HistoryIsHalvedBeforeItOverflows) {
     Move m = quiet(E2, E4, PAWN), other = quiet(A1, A3, ROOK);
     historyEntry(WHITE, m) = (1 << 30) - 10;
     historyEntry(BLACK, other) = -101;
@@ -115,10 +104,9 @@ TEST(Ordering, HistoryIsHalvedBeforeItOverflows) {
     historyEntry(WHITE, m) = -(1 << 30);
     addHistory(WHITE, m, -1);
     EXPECT_EQ(historyEntry(WHITE, m), -(1 << 29) - 1);
-    memset(history, 0, sizeof history);
 }
 
-TEST(Ordering, PickerValidatesTheHashMove) {
+TEST_F(Ordering, PickerValidatesTheHashMove) {
     setUpSearch("r3k2r/8/8/3pP3/8/8/8/R3K2R w KQkq d6 0 1");
     computeAttacks();
     EXPECT_TRUE(findMove("e1g1"));
@@ -161,8 +149,7 @@ TEST(Ordering, PickerValidatesTheHashMove) {
     EXPECT_EQ(picker.gen_mode, uint32_t(GEN_ALL));
 }
 
-TEST(Ordering, SelectionKeyAgreesWithTheComparator) {
-    initSearchTables();
+TEST_F(Ordering, SelectionKeyAgreesWithTheComparator) {
     uint64_t seed = 12345;
     auto next = [&seed]() {
         seed ^= seed << 13, seed ^= seed >> 7, seed ^= seed << 17;
@@ -183,5 +170,4 @@ TEST(Ordering, SelectionKeyAgreesWithTheComparator) {
         EXPECT_EQ(better(c, b, colour, mirror), innerKey(c, h, mirror) > innerKey(b, h, mirror))
             << std::hex << c << " " << b << " " << colour;
     }
-    memset(history, 0, sizeof history);
 }

@@ -5,6 +5,7 @@
 #include <sstream>
 #include <unistd.h>
 #include "tests/engine_process.h"
+#include "tools/uci/stockfish.h"
 #include "tests/position_fixture.h"
 #include "tests/shared_data.h"
 #include "engine/board/makemove.h"
@@ -12,7 +13,7 @@
 #include "engine/board/perft.h"
 
 namespace {
-const char* STOCKFISH = "/usr/games/stockfish";
+using vireo_tools::STOCKFISH;
 
 // The classic positions and a few more with promotions and en passant, then positions spread
 // over the labelled training data, count in all (fewer when the data is missing).

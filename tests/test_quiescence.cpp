@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 #include "tests/search_fixture.h"
 #include "engine/search/quiescence.h"
-#include "engine/search/record.h"
+#include "engine/search/score.h"
 
 namespace {
 bool loses(const char* fen, const char* move) {
@@ -13,7 +13,9 @@ bool loses(const char* fen, const char* move) {
 }
 } // namespace
 
-TEST(Quiescence, ExchangeTest) {
+using Quiescence = SearchTest;
+
+TEST_F(Quiescence, ExchangeTest) {
     // Queen takes a pawn defended by a pawn.
     EXPECT_TRUE(loses("4k3/8/4p3/3p4/8/8/8/3QK3 w - - 0 1", "d1d5"));
     // Rook takes a knight defended by a pawn, with a second rook behind: 300, -200, -100.
@@ -35,10 +37,9 @@ TEST(Quiescence, ExchangeTest) {
     EXPECT_TRUE(loses("3r3k/1n6/8/8/8/8/8/3QK3 w - - 0 1", "d1d8"));
 }
 
-TEST(Quiescence, MateAndStandPat) {
+TEST_F(Quiescence, MateAndStandPat) {
     // Black is checkmated (back rank) at ply 5.
     setUpSearch("R5k1/5ppp/8/8/8/8/5PPP/6K1 b - - 0 1");
     EXPECT_EQ(quiescence(5, 5, -INFINITE, INFINITE, 1), -29995);
     EXPECT_EQ(transposition.used, 0u); // nothing stored
-    resetSearch();
 }

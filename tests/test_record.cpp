@@ -2,10 +2,16 @@
 #include <gtest/gtest.h>
 #include <cstring>
 #include "tests/search_fixture.h"
+#include "engine/search/score.h"
+#include "engine/search/draw.h"
 #include "engine/search/record.h"
+#include "engine/search/time_check.h"
+#include "engine/search/output.h"
 #include "platform/clock.h"
 
-TEST(Record, ScoreText) {
+using Record = SearchTest;
+
+TEST_F(Record, ScoreText) {
     EXPECT_EQ(scoreText(31), "score cp 31 ");
     EXPECT_EQ(scoreText(-5), "score cp -5 ");
     EXPECT_EQ(scoreText(29997), "score mate 2 ");
@@ -21,7 +27,7 @@ TEST(Record, ScoreText) {
     EXPECT_EQ(scoreText(-60000), "score cp -60000 ");
 }
 
-TEST(Record, DrawByRule) {
+TEST_F(Record, DrawByRule) {
     setUpSearch(START_FEN, "g1f3 g8f6 f3g1 f6g8");
     EXPECT_FALSE(drawByRule()); // seen once before
     setUpSearch(START_FEN, "g1f3 g8f6 f3g1 f6g8 g1f3 g8f6 f3g1 f6g8");
@@ -39,7 +45,7 @@ TEST(Record, DrawByRule) {
     EXPECT_FALSE(drawByRule());
 }
 
-TEST(Record, CheckTimeLimitsAndProgressLine) {
+TEST_F(Record, CheckTimeLimitsAndProgressLine) {
     setUpSearch(START_FEN);
     search.start = clockMs();
     search.limit = LIMIT_TIME;
@@ -72,10 +78,9 @@ TEST(Record, CheckTimeLimitsAndProgressLine) {
     EXPECT_NE(line.find(" hashfull 0\n"), std::string::npos) << line;
     search.nodes = 4010000;
     EXPECT_EQ(printedBy(checkTime), "");
-    resetSearch();
 }
 
-TEST(Record, PrincipalVariationFromTheTable) {
+TEST_F(Record, PrincipalVariationFromTheTable) {
     setUpSearch(START_FEN);
     Move e4 = findMove("e2e4");
     makeMove(e4);

@@ -6,8 +6,8 @@
 #include "engine/search/rootprobe.h"
 
 namespace {
-// The tables stay loaded in this process but are used only inside a TablesOff scope, so that
-// other tests see the engine without tables.
+// The tables stay loaded in this process but are used only inside a test of the fixture, which
+// switches them off again at its end, so that other tests see the engine without tables.
 unsigned loaded_largest = 0;
 
 bool loadTables() {
@@ -27,17 +27,17 @@ bool probe(const char* fen, Move* move, int* score) {
     generateMoves(GEN_ALL);
     return probeRoot(curr_ply, move, score);
 }
+
+using RootProbe = SearchTest;
 } // namespace
 
-TEST(RootProbe, WithoutTablesNothingIsProbed) {
-    TablesOff off;
+TEST_F(RootProbe, WithoutTablesNothingIsProbed) {
     Move m = 0;
     int s = 0;
     EXPECT_FALSE(probe("8/8/8/4k3/8/8/8/KQ6 w - - 0 1", &m, &s));
 }
 
-TEST(RootProbe, MovesScoresAndPromotions) {
-    TablesOff off;
+TEST_F(RootProbe, MovesScoresAndPromotions) {
     if (!loadTables()) GTEST_SKIP() << "no Syzygy tables in " << syzygyDir();
     Move m = 0;
     int s = 0;

@@ -15,7 +15,7 @@
 
 namespace {
 
-const char* const STOCKFISH = "/usr/games/stockfish";
+using vireo_tools::STOCKFISH;
 
 std::string toolPath() {
     std::string binary = VIREO_BINARY;

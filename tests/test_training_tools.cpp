@@ -6,7 +6,7 @@
 #include <sstream>
 #include <string>
 #include <unistd.h>
-#include "tests/scratch_dir.h"
+#include "tests/engine_run.h"
 #include "engine/board/notation.h"
 
 namespace {
@@ -30,7 +30,7 @@ TEST(TrainingTools, AnalyseWritesFeatureRows) {
                                    "7k/5K2/6Q1/8/8/8/P7/8 b - - 0 1;-20\n");   // stalemate: score 0, zeros
     // Stale rows of an earlier run are dropped.
     dir.write("features.csv", "old row\n");
-    EngineRun r = dir.run("-analyse=positions.txt");
+    EngineRun r = runEngine(dir, "-analyse=positions.txt");
     EXPECT_EQ(r.status, 0);
     EXPECT_EQ(r.out, "");
     std::istringstream rows(dir.read("features.csv"));
@@ -69,7 +69,7 @@ TEST(TrainingTools, RoundingAndIgnoredLines) {
                                    "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBN w KQkq - 0 1;0.3\n" + // bad FEN
                                    START_FEN + ";400\n" +                             // 40000: beyond 16 bits
                                    START_FEN + ";-327.68\n" + START_FEN + ";327.67"); // limits, no final newline
-    EngineRun r = dir.run("-analyse=positions.txt");
+    EngineRun r = runEngine(dir, "-analyse=positions.txt");
     EXPECT_EQ(r.status, 0);
     EXPECT_EQ(r.out, "Warning, 5 positions ignored\n");
     EXPECT_EQ(dir.read("features.csv"), zeros(127) + "13\n" + zeros(127) + "-13\n" + zeros(127) + "100\n" + zeros(127) +
@@ -80,7 +80,7 @@ TEST(TrainingTools, ScoreComparesWithTheReference) {
     ScratchDir dir;
     // The engine's own scores of two positions, then the same lines with references off by 7 and -3.
     dir.write("probe.txt", std::string(START_FEN) + ";0\n" + AFTER_E4 + ";0\n");
-    EngineRun probe = dir.run("-score=probe.txt");
+    EngineRun probe = runEngine(dir, "-score=probe.txt");
     int start_score = 0, e4_score = 0;
     if (probe.out.rfind("delta", 0) == 0) {
         std::istringstream lines(probe.out);
@@ -96,7 +96,7 @@ TEST(TrainingTools, ScoreComparesWithTheReference) {
     std::string e4_line = std::string(AFTER_E4) + ";" + pawns(e4_score - 7) + "\n";
     std::string e4_line2 = std::string(AFTER_E4) + ";" + pawns(e4_score + 3) + "\n";
     dir.write("positions.txt", start_line + e4_line + "garbage\n" + e4_line2);
-    EngineRun r = dir.run("-score=positions.txt");
+    EngineRun r = runEngine(dir, "-score=positions.txt");
     EXPECT_EQ(r.status, 0);
     std::string expected =
         "delta = 7, vireo = " + std::to_string(e4_score) + ", stock = " + std::to_string(e4_score - 7) + " : " +
@@ -106,25 +106,25 @@ TEST(TrainingTools, ScoreComparesWithTheReference) {
 
     // Nothing usable: the summary with zeros.
     dir.write("empty.txt", "nothing here\n");
-    r = dir.run("-score=empty.txt");
+    r = runEngine(dir, "-score=empty.txt");
     EXPECT_EQ(r.status, 0);
     EXPECT_EQ(r.out, "Warning, 1 positions ignored\nSamples = 0, error = 0, mse = 0.000, rmse = 0.000\n");
 }
 
 TEST(TrainingTools, UnopenableFiles) {
     ScratchDir dir;
-    EngineRun r = dir.run("-score=missing.txt");
+    EngineRun r = runEngine(dir, "-score=missing.txt");
     EXPECT_EQ(r.status, 1);
     EXPECT_EQ(r.err, "Cannot open 'missing.txt'\n");
     EXPECT_EQ(r.out, "");
-    r = dir.run("-analyse=missing.txt");
+    r = runEngine(dir, "-analyse=missing.txt");
     EXPECT_EQ(r.status, 1);
     EXPECT_EQ(r.err, "Cannot open 'missing.txt'\n");
     EXPECT_FALSE(dir.exists("features.csv"));
     // An output file that cannot be created: a directory stands in its place.
     dir.write("positions.txt", std::string(START_FEN) + ";0.35\n");
     dir.makeDirectory("features.csv");
-    r = dir.run("-analyse=positions.txt");
+    r = runEngine(dir, "-analyse=positions.txt");
     EXPECT_EQ(r.status, 1);
     EXPECT_EQ(r.err, "Cannot open 'features.csv'\n");
 }
@@ -137,7 +137,7 @@ TEST(TrainingTools, InputsThatAreNotFilesOfLines) {
     for (const std::string tool : {"-analyse=", "-score="}) {
         for (const std::string name : {"folder", "/tmp", "."}) {
             dir.write("features.csv", "rows of an earlier run\n");
-            EngineRun r = dir.run(tool + name);
+            EngineRun r = runEngine(dir, tool + name);
             EXPECT_EQ(r.status, 1) << tool << name;
             EXPECT_EQ(r.err, "Cannot open '" + name + "'\n") << tool << name;
             EXPECT_EQ(r.out, "") << tool << name;
@@ -150,12 +150,12 @@ TEST(TrainingTools, InputsThatAreNotFilesOfLines) {
     ASSERT_EQ(link((dir.path() + "/features.csv").c_str(), (dir.path() + "/linked.txt").c_str()), 0);
     for (const std::string& name :
          std::vector<std::string>{"features.csv", "./features.csv", dir.path() + "/features.csv", "linked.txt"}) {
-        EngineRun r = dir.run("-analyse=" + name);
+        EngineRun r = runEngine(dir, "-analyse=" + name);
         EXPECT_EQ(r.status, 1) << name;
         EXPECT_EQ(r.err, "Cannot open 'features.csv'\n") << name;
         EXPECT_EQ(dir.read("features.csv"), rows) << name;
     }
     // Scoring reads it without harm.
-    EXPECT_EQ(dir.run("-score=features.csv").status, 0);
+    EXPECT_EQ(runEngine(dir, "-score=features.csv").status, 0);
     EXPECT_EQ(dir.read("features.csv"), rows);
 }

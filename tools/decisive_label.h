@@ -6,7 +6,7 @@
 
 #include <algorithm>
 
-#include "stockfish_search.h"
+#include "uci/stockfish.h"
 
 namespace vireo_tools {
 

@@ -36,8 +36,7 @@
 
 #include "file_handle.h"
 #include "option_values.h"
-#include "stockfish_search.h"
-#include "uci_process.h"
+#include "uci/stockfish.h"
 
 namespace {
 
@@ -48,7 +47,7 @@ struct Options {
     uint64_t seed = 1;
     int depth = 8;
     std::string output = "positions.txt";
-    std::string stockfish = "/usr/games/stockfish";
+    std::string stockfish = STOCKFISH;
     int endgames = 30;    // percent of the games that start from a random ending
     int lopsided = 0;     // percent of those that start from a lopsided one
     int random_moves = 8; // percent of the moves that are random instead of the best
@@ -195,7 +194,7 @@ bool parseOptions(int argc, char** argv, Options* options) {
 int main(int argc, char** argv) {
     Options options;
     if (!parseOptions(argc, argv, &options)) return 1;
-    if (access(options.stockfish.c_str(), X_OK) != 0) {
+    if (!canRun(options.stockfish)) {
         fprintf(stderr, "Cannot run '%s' (apt-get install stockfish)\n", options.stockfish.c_str());
         return 1;
     }

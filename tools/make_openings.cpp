@@ -24,7 +24,7 @@
 #include <vector>
 
 #include "option_values.h"
-#include "uci_process.h"
+#include "uci/stockfish.h"
 
 namespace vireo_openings {
 
@@ -37,7 +37,7 @@ struct Config {
     int depth = 12;
     int window = 50;   // centipawns either way
     int max_tries = 0; // candidates to try at most; 0: 50 per opening wanted
-    std::string stockfish = "/usr/games/stockfish";
+    std::string stockfish = STOCKFISH;
     std::string out_path; // empty: standard output
 };
 
@@ -140,17 +140,11 @@ std::optional<int> score(Judge& judge, const std::vector<std::string>& moves, in
     bool mate = false;
     std::string line;
     while (readLine(judge.process, line, deadline) == ReadResult::Line) {
-        auto words = splitWords(line);
-        if (!words.empty() && words[0] == "bestmove") return mate ? std::nullopt : last;
-        if (words.empty() || words[0] != "info") continue;
-        for (size_t i = 1; i + 2 < words.size(); i++) {
-            if (words[i] != "score") continue;
-            bool bound = i + 3 < words.size() && (words[i + 3] == "lowerbound" || words[i + 3] == "upperbound");
-            if (bound) break; // the exact score of the iteration follows
-            mate = words[i + 1] == "mate";
-            last = atoi(words[i + 2].c_str());
-            break;
-        }
+        if (line.rfind("bestmove", 0) == 0) return mate ? std::nullopt : last;
+        InfoLine info = readInfoLine(line);
+        if (!info.has_score || info.bound) continue; // the exact score of the iteration follows
+        mate = info.mate;
+        last = info.value;
     }
     throw std::runtime_error("stockfish did not finish its search");
 }

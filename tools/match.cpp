@@ -8,7 +8,7 @@
 //
 // The parts live in tools/match/ (the library match_core, which the tests link too): the engines
 // and the referee, the draw rules and SAN, the game loop, Elo and the sequential test, PGN, the
-// match with its workers and summary, and the command line. Child processes are in uci_process.h.
+// match with its workers and summary, and the command line. Child processes are driven by uci/process.h.
 // Only the C++ standard library and POSIX are used, so the tool builds even when the engine does not:
 //   g++ -std=c++20 -O2 -pthread tools/match.cpp tools/match/*.cpp -o match
 

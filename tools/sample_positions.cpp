@@ -49,10 +49,13 @@
 #include "../engine/board/notation.h"
 #include "../engine/search/alphabeta.h"
 #include "../engine/search/ordering.h"
+#include "../engine/search/score.h"
+#include "../engine/search/draw.h"
 #include "../engine/search/record.h"
 #include "../engine/search/search.h"
 #include "../engine/search/think.h"
 #include "../evaluation/evaluation.h"
+#include "../evaluation/syzygy.h"
 #include "../evaluation/model.h"
 #include "../sliders/sliders.h"
 #include "../transposition/tt.h"
@@ -60,7 +63,7 @@
 #include "file_handle.h"
 #include "material_search.h"
 #include "option_values.h"
-#include "stockfish_search.h"
+#include "uci/stockfish.h"
 
 namespace {
 
@@ -73,7 +76,7 @@ struct Options {
     int depth = 5;
     int label_depth = 8;
     std::string output = "samples.txt";
-    std::string stockfish = "/usr/games/stockfish";
+    std::string stockfish = STOCKFISH;
     int per_game = 10;
     int walks = 1;
     int window = 200;
@@ -390,7 +393,7 @@ void printReport(FILE* report, const Stats& s) {
 int main(int argc, char** argv) {
     Options& options = sampler.options;
     if (!parseOptions(argc, argv, &options)) return 1;
-    if (access(options.stockfish.c_str(), X_OK) != 0) {
+    if (!canRun(options.stockfish)) {
         fprintf(stderr, "Cannot run '%s' (apt-get install stockfish)\n", options.stockfish.c_str());
         return 1;
     }

@@ -1,11 +1,11 @@
 #!/bin/sh
 # Regenerates the evaluation's weight tables (evaluation/weights.cpp) from labelled positions:
-# build, write the feature rows with "vireo -analyse=", fit them, rebuild, and measure the new
-# evaluation on the held-out positions with "vireo -score=".
+# build, fit them (tools/fit_model computes each position's features with the evaluation's own
+# code), rebuild, and measure the new evaluation on the held-out positions with "vireo -score=".
 #
 #   tools/train.sh [--data=FILE] [--build=DIR] [--generate=COUNT] [--lopsided=COUNT]
 #                  [--sample=COUNT] [--floor=N] [--play-depth=N] [--rounds=SEED,...]
-#                  [--seed=N] [--depth=N] [--no-recipe] [fit_model options...]
+#                  [--seed=N] [--depth=N] [--no-recipe] [--data-only] [fit_model options...]
 #   (each value may also follow its option as the next argument: --data FILE)
 #
 #   --data      labelled positions, "FEN;score in pawns" per line
@@ -15,7 +15,7 @@
 #               instead of --data
 #   --lopsided  add COUNT positions from lopsided games labelled by stockfish (default 20000,
 #               0 for none; kept in BUILD/training and reused while COUNT, --seed and --depth
-#               stay the same: about 15 minutes of one core to make)
+#               stay the same: about a minute of one core to make)
 #   --sample    add COUNT positions that the engine meets in its own games and searches, resolved
 #               and labelled by stockfish (tools/sample_positions; default 100000; 0 for none), plus enough to
 #               give every number of men from 4 to 32 at least --floor of them (default 500).
@@ -23,10 +23,13 @@
 #               round of seed N. Kept in BUILD/training and reused while COUNT, --floor, the
 #               round's seed, --depth and --play-depth stay the same.
 #   --play-depth   depth of the engine's own games for --sample (default 5)
-#   --rounds    the seeds of the sampling rounds, one file of --sample positions each (default
-#               20261123,20261125, the recipe; --seed N gives the single round N). A round's games
-#               are played with the tables of the build that samples it, so each round is made once,
-#               by the tables of its generation, and kept: see RECIPE.
+#   --rounds    the sampling rounds, SEED or SEED:COMMIT, one file of --sample positions each
+#               (default 20261123:4afd507,20261125:6d29ce4, the recipe; --seed N gives the single
+#               round N). A round's games are played with the tables of the build that samples it:
+#               a round named with a commit is sampled by a build of that commit (made from the
+#               repository's history in BUILD/training/commit-COMMIT), one without by this build.
+#               See RECIPE.
+#   --data-only    make the data that is missing and stop before the fit
 #   --seed, --depth   for the generated positions (default 1 for --generate, 20261123 for
 #               --lopsided; without --rounds, --seed N also samples the single round N; depth 8:
 #               the depth of stockfish's labels)
@@ -38,7 +41,7 @@
 # The fit starts from the recipe of the committed weights.cpp (RECIPE below) and the fit_model
 # options given follow it, so that a variant names only what it changes: "--sigmoid=300" is the
 # recipe with another sigmoid (a later value of an option replaces an earlier one).
-# Scratch files (features.csv, the held-out positions, generated data) stay in BUILD/training.
+# Scratch files (the held-out positions, generated data) stay in BUILD/training.
 set -eu
 
 # The recipe of the committed tables, chosen by games: quiet positions only, logistic loss with a
@@ -46,11 +49,12 @@ set -eu
 # beside the shared positions 20000 of lopsided games and two rounds of 100000 that the engine met
 # in its own games and searches (with at least 500 for every number of men in each). The sampled
 # positions depend on the tables the engine plays with, so every round is made by one generation of
-# tables: round 20261123 by those of commit 4afd507, round 20261125 by those of commit 6d29ce4 (the
-# first tables fitted on a sample). With those two files in BUILD/training the recipe gives the
-# committed tables back byte for byte.
+# tables: round 20261123 by the build of commit 4afd507, round 20261125 by that of commit 6d29ce4
+# (the first tables fitted on a sample). Every step is deterministic (fixed seeds, depths and one
+# thread), so from a fresh clone this script makes the same data files and the committed tables
+# again, byte for byte; doc/training.md says how long that takes.
 RECIPE="--quiet-only --loss=logistic --sigmoid=400 --smooth=100"
-ROUNDS="20261123,20261125"
+ROUNDS="20261123:4afd507,20261125:6d29ce4"
 
 repo=$(cd "$(dirname "$0")/.." && pwd)
 data="$repo/../shared/training/positions.txt"
@@ -65,6 +69,7 @@ seed=""
 depth=8
 fit_options=""
 recipe=$RECIPE
+data_only=""
 
 # Like the programs, "--name value" and "--name=value" alike; a word that follows a fit_model option
 # is its value.
@@ -89,6 +94,7 @@ while [ $# -gt 0 ]; do
         --seed=*) seed=${arg#--seed=} ;;
         --depth=*) depth=${arg#--depth=} ;;
         --no-recipe) recipe="" ;;
+        --data-only) data_only=yes ;;
         --*) fit_options="$fit_options $arg" ;;
         *) [ -n "$fit_options" ] || { echo "Unknown option '$arg'" >&2; exit 1; }
            fit_options="$fit_options $arg" ;;
@@ -98,6 +104,20 @@ fit_options="$recipe$fit_options"
 
 absolute() { (cd "$(dirname "$1")" && printf '%s/%s\n' "$(pwd)" "$(basename "$1")"); }
 step() { printf '\n== %s\n' "$*"; }
+
+# sample_positions as it was at a commit, built once from the repository's history; prints its path.
+sampler_at() {
+    src="$scratch/commit-$1"
+    if [ ! -x "$src/build/sample_positions" ]; then
+        step "Building sample_positions of commit $1 in $src" >&2
+        rm -rf "$src"
+        mkdir -p "$src"
+        git -C "$repo" archive "$1" | tar -x -C "$src"
+        cmake -S "$src" -B "$src/build" -DCMAKE_BUILD_TYPE=Release -DBUILD_TESTING=OFF >/dev/null
+        cmake --build "$src/build" -j2 --target sample_positions >&2
+    fi
+    echo "$src/build/sample_positions"
+}
 
 step "Building (release) in $build"
 cmake -S "$repo" -B "$build" -DCMAKE_BUILD_TYPE=Release >/dev/null
@@ -129,13 +149,16 @@ if [ "$sample" != 0 ]; then
     # --seed alone gives one round of that seed.
     [ -n "$rounds" ] || rounds=${seed:-$ROUNDS}
     cp "$data" "$scratch/with-sampled.txt.part"
-    for base in $(echo "$rounds" | tr ',' ' '); do
+    for round in $(echo "$rounds" | tr ',' ' '); do
+        base=${round%%:*}
         sampled="$scratch/sampled-$sample-f$floor-$base-d$depth-p$play_depth.txt"
         if [ ! -s "$sampled" ]; then
-            step "Sampling $sample positions from the engine's own games (round $base, depth $play_depth, floor $floor, labels at depth $depth)"
+            sampler="$build/sample_positions"
+            [ "$base" = "$round" ] || sampler=$(sampler_at "${round#*:}")
+            step "Sampling $sample positions from the engine's own games (round $round, depth $play_depth, floor $floor, labels at depth $depth)"
             for job in 1 2; do
                 # The first sampler takes the odd one of the count and of the floor.
-                "$build/sample_positions" --count=$(( (sample + 2 - job) / 2 )) --floor=$(( (floor + 2 - job) / 2 )) \
+                "$sampler" --count=$(( (sample + 2 - job) / 2 )) --floor=$(( (floor + 2 - job) / 2 )) \
                     --seed=$(( base + job - 1 )) --depth="$play_depth" --label-depth="$depth" \
                     --output="$sampled.$job" > "$sampled.$job.log" &
                 eval "pid$job=\$!"
@@ -155,13 +178,15 @@ if [ "$sample" != 0 ]; then
     data="$scratch/with-sampled.txt"
 fi
 
-step "Writing feature rows of $data"
-(cd "$scratch" && "$build/vireo" -analyse="$data")
+if [ -n "$data_only" ]; then
+    step "Data ready: $data"
+    exit 0
+fi
 
-step "Fitting ($fit_options )"
+step "Fitting $data ($fit_options )"
 # shellcheck disable=SC2086 # the options are words
-"$build/fit_model" --positions="$data" --features="$scratch/features.csv" \
-    --weights="$repo/evaluation/weights.cpp" --heldout="$scratch/heldout.txt" $fit_options
+"$build/fit_model" --positions="$data" --weights="$repo/evaluation/weights.cpp" --heldout="$scratch/heldout.txt" \
+    $fit_options
 
 step "Rebuilding with the new weights"
 cmake --build "$build" -j2 --target vireo

@@ -9,17 +9,17 @@ find_program(NODE_EXECUTABLE node)
 set(WEB_TESTS uci go stop isready bench api page pack)
 if(NOT NODE_EXECUTABLE)
   add_test(NAME Web.node COMMAND sh -c "echo 'SKIPPED: the browser tests need node (Debian: apt-get install nodejs)'; exit 77")
-  set_tests_properties(Web.node PROPERTIES SKIP_RETURN_CODE 77)
+  set_tests_properties(Web.node PROPERTIES SKIP_RETURN_CODE 77 LABELS e2e)
   return()
 endif()
 # The build is a test of its own, which the others need: a fresh clone builds web/dist/ here.
 add_test(NAME Web.build COMMAND sh ${CMAKE_SOURCE_DIR}/web/tests/build.sh ${CMAKE_SOURCE_DIR})
-set_tests_properties(Web.build PROPERTIES SKIP_RETURN_CODE 77 FIXTURES_SETUP web_dist TIMEOUT 900)
+set_tests_properties(Web.build PROPERTIES SKIP_RETURN_CODE 77 FIXTURES_SETUP web_dist TIMEOUT 900 LABELS e2e)
 foreach(test ${WEB_TESTS})
   add_test(NAME Web.${test}
            COMMAND ${NODE_EXECUTABLE} ${CMAKE_SOURCE_DIR}/web/tests/run.mjs ${test}
                    --native $<TARGET_FILE:vireo> --out ${CMAKE_BINARY_DIR}/web-tests)
   # Alone, like the other timed tests: the half-second answers must not wait for a neighbour's CPU.
   set_tests_properties(Web.${test} PROPERTIES SKIP_RETURN_CODE 77 FIXTURES_REQUIRED web_dist
-                       RUN_SERIAL TRUE TIMEOUT 300)
+                       RUN_SERIAL TRUE TIMEOUT 300 LABELS e2e)
 endforeach()

@@ -5,8 +5,9 @@
 #include "../board/movegen.h"
 #include "../board/notation.h"
 #include "../search/ordering.h"
-#include "../search/record.h"
+#include "../search/score.h"
 #include "../../evaluation/evaluation.h"
+#include "../../evaluation/endgame.h"
 
 namespace {
 // Best first, as the inner comparator orders them; lines wrap once past 69 columns.

@@ -8,7 +8,8 @@
 #include "uci.h"
 #include "../../sliders/sliders.h"
 #include "../../transposition/tt.h"
-#include "../../evaluation/evaluation.h"
+#include "../../evaluation/syzygy.h"
+#include "../../evaluation/training_tools.h"
 #include "../../platform/processor.h"
 #include "../../platform/stdin.h"
 

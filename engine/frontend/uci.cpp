@@ -10,7 +10,7 @@
 #include "frontend.h"
 #include "../search/search.h"
 #include "../../transposition/tt.h"
-#include "../../evaluation/evaluation.h"
+#include "../../evaluation/syzygy.h"
 
 namespace {
 void identify() {

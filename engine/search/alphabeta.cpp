@@ -10,9 +10,14 @@
 #include "../board/movegen.h"
 #include "ordering.h"
 #include "quiescence.h"
+#include "score.h"
+#include "draw.h"
 #include "record.h"
+#include "time_check.h"
+#include "output.h"
 #include "../../transposition/tt.h"
 #include "../../evaluation/evaluation.h"
+#include "../../evaluation/endgame.h"
 
 uint8_t reductions[64][64];
 const int futility_margin[3] = {0, 200, 500};

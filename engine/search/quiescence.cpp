@@ -8,10 +8,14 @@
 #include "../board/movegen.h"
 #include "prefetch.h"
 #include "ordering.h"
+#include "score.h"
+#include "draw.h"
 #include "record.h"
+#include "time_check.h"
 #include "../../sliders/sliders.h"
 #include "../../transposition/tt.h"
 #include "../../evaluation/evaluation.h"
+#include "../../evaluation/endgame.h"
 
 namespace {
 // Delta pruning: a capture whose victim, with this margin on top, cannot lift the stand pat to

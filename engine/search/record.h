@@ -1,14 +1,8 @@
-// The search record shared by the driver and both searches, the score scale and its text,
-// the draw-by-rule test, the clock and input check, and the search output lines.
+// The search record shared by the driver, both searches and the front end: the limits of the
+// search in progress, its progress and its result.
 #pragma once
 #include <cstdint>
-#include <string>
 #include "../board/board.h"
-
-constexpr int MATE = 30000;
-constexpr int INFINITE = 60000;
-constexpr int MAX_DEPTH = 63;
-constexpr int MATE_BOUND = MATE - MAX_DEPTH; // 29937: scores from here on are mates
 
 enum { LIMIT_DEPTH = 0, LIMIT_TIME = 1, LIMIT_CLOCK = 2 };
 
@@ -45,28 +39,5 @@ enum { EXTEND_NEVER, EXTEND_ALWAYS, EXTEND_WHEN_UNSTABLE };
 #define VIREO_EXTEND EXTEND_ALWAYS
 #endif
 
-inline bool isMateScore(int s) { return (s >= MATE_BOUND || s <= -MATE_BOUND) && s != INFINITE && s != -INFINITE; }
-
-// Moves to mate for a mate score: positive when the side to move mates, negative when it is mated.
-inline int mateInMoves(int score) { return score > 0 ? (MATE + 1 - score) / 2 : -((score + MATE + 1) / 2); }
-
-// "score mate N " or "score cp N ", with its trailing space.
-std::string scoreText(int score);
-
-// Two bare kings, the fifty-move rule, or the third occurrence of the position at curr_ply.
-bool drawByRule();
-
-// The clock and input test made every 10,000 nodes; returns search.stop.
-void checkTimeNow();
-inline uint32_t checkTime() {
-    if (search.nodes % 10000 == 0 && search.nodes) checkTimeNow();
-    return search.stop;
-}
-
-// The principal variation starting with `move`, read from the transposition table: each move
-// followed by one space.
-std::string pvText(Move move);
-void printPV(Move move);
-
-// The line printed after every completed root search.
-void printRootInfo(int score, int alpha, int beta);
+// Nodes per second so far, from the nodes and the elapsed time of the record.
+inline void refreshNps() { search.nps = search.elapsed ? search.nodes / search.elapsed * 1000 : 0; }

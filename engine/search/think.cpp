@@ -7,6 +7,8 @@
 #include "../../platform/clock.h"
 #include "../board/movegen.h"
 #include "../board/notation.h"
+#include "score.h"
+#include "draw.h"
 #include "record.h"
 #include "rootprobe.h"
 #include "../../transposition/tt.h"

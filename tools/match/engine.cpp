@@ -9,6 +9,8 @@
 
 #include "../file_handle.h"
 #include "referee.h"
+#include "../uci/info_line.h"
+#include "../uci/words.h"
 
 namespace vireo_match {
 
@@ -87,25 +89,19 @@ bool startNewGame(Engine& engine, const MatchConfig& config, int game, std::stri
     return false;
 }
 
+// The depth and score of an info line go to the PGN comment; a bound counts, as the engine's
+// latest word.
 void readInfo(const std::string& line, EngineAnswer& answer) {
-    auto words = splitWords(line);
-    for (size_t i = 1; i + 1 < words.size(); i++) {
-        if (words[i] == "depth") {
-            answer.depth = atoi(words[i + 1].c_str());
-        } else if (words[i] == "score" && i + 2 < words.size()) {
-            if (words[i + 1] == "cp") {
-                answer.have_score = true;
-                answer.score_is_mate = false;
-                answer.score_cp = atoi(words[i + 2].c_str());
-            } else if (words[i + 1] == "mate") {
-                answer.have_score = true;
-                answer.score_is_mate = true;
-                answer.mate_in = atoi(words[i + 2].c_str());
-                answer.score_cp = answer.mate_in > 0 ? 100000 - answer.mate_in : -100000 - answer.mate_in;
-            }
-        } else if (words[i] == "pv") {
-            break;
-        }
+    InfoLine info = readInfoLine(line);
+    if (info.depth >= 0) answer.depth = info.depth;
+    if (!info.has_score) return;
+    answer.have_score = true;
+    answer.score_is_mate = info.mate;
+    if (info.mate) {
+        answer.mate_in = info.value;
+        answer.score_cp = info.value > 0 ? 100000 - info.value : -100000 - info.value;
+    } else {
+        answer.score_cp = info.value;
     }
 }
 

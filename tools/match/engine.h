@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "../uci_process.h"
+#include "../uci/process.h"
 #include "config.h"
 
 namespace vireo_match {

@@ -1,6 +1,6 @@
 #include "game.h"
 
-#include "../uci_process.h"
+#include "../uci/process.h"
 
 namespace vireo_match {
 

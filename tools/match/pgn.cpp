@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <ctime>
 
-#include "../uci_process.h"
+#include "../uci/words.h"
 
 namespace vireo_match {
 

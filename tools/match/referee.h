@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "../uci_process.h"
+#include "../uci/stockfish.h"
 
 namespace vireo_match {
 

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "../uci_process.h"
+#include "../uci/stockfish.h"
 
 namespace vireo_match {
 

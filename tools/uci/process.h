@@ -1,6 +1,7 @@
-// Child processes that speak UCI over pipes, and the questions the tools ask stockfish about a
-// position (its legal moves, FEN, key and checkers). Shared by the match tool and generate_data, so
-// that both read with deadlines and neither can be stalled by a child that stops answering.
+// Child processes that speak UCI over pipes: how a program is found and started, lines written and
+// read with deadlines (so that no child that stops answering can stall a tool or a test), and how
+// children are stopped, also when the program is interrupted. The one process driver of the tools
+// and the tests.
 //
 // Only the C++ standard library and POSIX are used: the match tool must build without the engine.
 #pragma once
@@ -39,6 +40,9 @@ struct Process {
     int from_child = -1;
     std::string buffer; // bytes read but not yet returned as lines
     bool eof = false;
+    // Lines as the child wrote them, with a "\r" before the newline kept: the tests compare an
+    // engine's bytes. The tools read lines as a GUI does, without it.
+    bool raw_lines = false;
 };
 
 // Every live child is listed here so that an interrupted program does not leave engines behind.
@@ -158,6 +162,9 @@ inline std::string resolveProgram(const std::string& program) {
     return program;
 }
 
+// Whether the program, found as above, can be run.
+inline bool canRun(const std::string& program) { return access(resolveProgram(program).c_str(), X_OK) == 0; }
+
 // Our environment for a child, with the program's own directory added to PATH: wrapper scripts
 // such as gnuchessu call their sibling.
 inline std::vector<std::string> childEnvironment(const std::string& program) {
@@ -181,14 +188,19 @@ inline std::vector<char*> nullTerminated(std::vector<std::string>& texts) {
 
 // Spawns the program reading `input` and writing `output`, in a process group of its own (so that
 // a wrapper script and the engine it runs can be stopped together), with SIGPIPE and SIGINT back
-// at their defaults. Returns posix_spawn's error number, 0 on success.
+// at their defaults, in the given working directory (empty: ours). Its error stream is ours when
+// show_stderr is set, else `errors` when that is open, else nothing. Returns posix_spawn's error
+// number, 0 on success.
 inline int spawnInOwnGroup(const std::string& program, std::vector<std::string>& words,
-                           std::vector<std::string>& environment, int input, int output, bool show_stderr, pid_t* pid) {
+                           std::vector<std::string>& environment, int input, int output, bool show_stderr, pid_t* pid,
+                           const std::string& directory = "", int errors = -1) {
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
+    if (!directory.empty()) posix_spawn_file_actions_addchdir_np(&actions, directory.c_str());
     posix_spawn_file_actions_adddup2(&actions, input, 0);
     posix_spawn_file_actions_adddup2(&actions, output, 1);
-    if (!show_stderr) posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
+    if (!show_stderr && errors >= 0) posix_spawn_file_actions_adddup2(&actions, errors, 2);
+    else if (!show_stderr) posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
     posix_spawnattr_t attributes;
     posix_spawnattr_init(&attributes);
     posix_spawnattr_setpgroup(&attributes, 0);
@@ -205,10 +217,13 @@ inline int spawnInOwnGroup(const std::string& program, std::vector<std::string>&
     return rc;
 }
 
-// Starts the program (the first word) with its standard input and output on pipes. Returns false
-// with a reason when the program cannot be started.
-inline bool startProcess(Process& process, std::vector<std::string> words, bool show_stderr, std::string& error) {
+// Starts the program (the first word) with its standard input and output on pipes, in the given
+// working directory (empty: ours). Returns false with a reason when the program cannot be started.
+inline bool startProcess(Process& process, std::vector<std::string> words, bool show_stderr, std::string& error,
+                         const std::string& directory = "") {
+    bool raw_lines = process.raw_lines;
     process = Process();
+    process.raw_lines = raw_lines;
     if (interrupted) {
         error = "interrupted";
         return false;
@@ -231,7 +246,7 @@ inline bool startProcess(Process& process, std::vector<std::string> words, bool 
         return false;
     }
     pid_t pid = -1;
-    int rc = spawnInOwnGroup(program, words, environment, in_pipe[0], out_pipe[1], show_stderr, &pid);
+    int rc = spawnInOwnGroup(program, words, environment, in_pipe[0], out_pipe[1], show_stderr, &pid, directory);
     close(in_pipe[0]);
     close(out_pipe[1]);
     if (rc != 0) {
@@ -246,6 +261,30 @@ inline bool startProcess(Process& process, std::vector<std::string> words, bool 
     process.to_child = in_pipe[1];
     process.from_child = out_pipe[0];
     return true;
+}
+
+// Runs the program (the first word) to its end in the given directory, its standard input read
+// from one file and its output and error streams written to two others. Returns the exit status,
+// -1 when it cannot be started or does not exit normally. For a run that needs no conversation,
+// such as one of the engine's command-line tools.
+inline int runToEnd(std::vector<std::string> words, const std::string& directory, const std::string& input,
+                    const std::string& output, const std::string& errors) {
+    if (words.empty()) return -1;
+    std::string program = resolveProgram(words[0]);
+    std::vector<std::string> environment = childEnvironment(program);
+    int in = open(input.c_str(), O_RDONLY | O_CLOEXEC);
+    int out = open(output.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    int err = open(errors.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    pid_t pid = -1;
+    int rc = in >= 0 && out >= 0 && err >= 0
+                 ? spawnInOwnGroup(program, words, environment, in, out, false, &pid, directory, err)
+                 : errno;
+    for (int descriptor : {in, out, err})
+        if (descriptor >= 0) close(descriptor);
+    if (rc != 0) return -1;
+    int status = 0;
+    while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {}
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
 // The same for a command line, split into words as splitCommand does.
@@ -275,7 +314,7 @@ inline ReadResult readLine(Process& process, std::string& line, Clock::time_poin
         if (newline != std::string::npos) {
             line = process.buffer.substr(0, newline);
             process.buffer.erase(0, newline + 1);
-            if (!line.empty() && line.back() == '\r') line.pop_back();
+            if (!process.raw_lines && !line.empty() && line.back() == '\r') line.pop_back();
             return ReadResult::Line;
         }
         if (process.eof || process.from_child < 0) return ReadResult::Eof;
@@ -335,87 +374,6 @@ inline std::string exitDescription(Process& process) {
     waitid(P_PID, id_t(process.pid), &info, WEXITED | WNOHANG | WNOWAIT);
     if (info.si_code == CLD_EXITED) return "exited with status " + std::to_string(info.si_status);
     return std::string("killed by signal ") + std::to_string(info.si_status) + " (" + strsignal(info.si_status) + ")";
-}
-
-// ---------------------------------------------------------------------------------------------------
-// Asking stockfish about a position
-// ---------------------------------------------------------------------------------------------------
-
-inline std::vector<std::string> splitWords(const std::string& text) {
-    std::vector<std::string> words;
-    std::istringstream in(text);
-    std::string w;
-    while (in >> w) words.push_back(w);
-    return words;
-}
-
-// The fifth field of a FEN, 0 when it is missing.
-inline int halfmoveClock(const std::string& fen) {
-    auto words = splitWords(fen);
-    return words.size() > 4 ? atoi(words[4].c_str()) : 0;
-}
-
-inline bool isCoordinateMove(const std::string& text) {
-    if (text.size() != 4 && text.size() != 5) return false;
-    if (text[0] < 'a' || text[0] > 'h' || text[2] < 'a' || text[2] > 'h') return false;
-    if (text[1] < '1' || text[1] > '8' || text[3] < '1' || text[3] > '8') return false;
-    return text.size() == 4 || std::string("qrbn").find(text[4]) != std::string::npos;
-}
-
-struct Position {
-    std::vector<std::string> legal_moves;
-    std::string fen;
-    std::string key; // stockfish's hash key: equal keys, equal positions for repetition
-    bool in_check = false;
-};
-
-inline bool isLegal(const Position& position, const std::string& move) {
-    return std::find(position.legal_moves.begin(), position.legal_moves.end(), move) != position.legal_moves.end();
-}
-
-// Lists the legal moves of the position set last ("go perft 1").
-inline bool readLegalMoves(Process& process, Position& position, Clock::time_point deadline) {
-    position.legal_moves.clear();
-    if (!writeLine(process, "go perft 1")) return false;
-    std::string line;
-    for (;;) {
-        if (readLine(process, line, deadline) != ReadResult::Line) return false;
-        if (line.rfind("Nodes searched:", 0) == 0) return true;
-        size_t colon = line.find(": ");
-        if (colon != std::string::npos && isCoordinateMove(line.substr(0, colon)))
-            position.legal_moves.push_back(line.substr(0, colon));
-    }
-}
-
-// Reads the FEN, key and checkers of the position set last ("d"). A board display without a
-// "Checkers:" line cannot tell check from no check, so it does not count as an answer.
-inline bool readBoard(Process& process, Position& position, Clock::time_point deadline) {
-    position.fen.clear();
-    position.key.clear();
-    position.in_check = false;
-    if (!writeLine(process, "d") || !writeLine(process, "isready")) return false;
-    bool have_checkers = false;
-    std::string line;
-    for (;;) {
-        if (readLine(process, line, deadline) != ReadResult::Line) return false;
-        if (line == "readyok") break;
-        if (line.rfind("Fen: ", 0) == 0) position.fen = line.substr(5);
-        if (line.rfind("Key: ", 0) == 0) position.key = line.substr(5);
-        if (line.rfind("Checkers:", 0) == 0) {
-            have_checkers = true;
-            position.in_check = line.find_first_not_of(' ', 9) != std::string::npos;
-        }
-    }
-    return !position.fen.empty() && have_checkers;
-}
-
-// Sends the position command ("position startpos ..." or "position fen ...") and asks for all of the above.
-inline bool queryStockfish(Process& process, const std::string& position_command, Position& position) {
-    auto deadline = Clock::now() + ANSWER_TIME;
-    position = Position();
-    // "go perft" runs on stockfish's search thread, so its answer is awaited before "d" is sent.
-    return writeLine(process, position_command) && readLegalMoves(process, position, deadline) &&
-           readBoard(process, position, deadline);
 }
 
 } // namespace vireo_tools
