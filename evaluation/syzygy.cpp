@@ -13,16 +13,11 @@
 namespace {
 // Whether any directory of a cleaned path list exists.
 bool namesDirectory(const std::string& path) {
-    size_t start = 0;
-    while (start <= path.size()) {
-        size_t end = path.find(PATH_LIST_SEPARATOR, start);
-        if (end == std::string::npos) end = path.size();
-        if (DIR* listing = opendir(path.substr(start, end - start).c_str())) {
+    for (const std::string& dir : syzygyDirectories(path))
+        if (DIR* listing = opendir(dir.c_str())) {
             closedir(listing);
             return true;
         }
-        start = end + 1;
-    }
     return false;
 }
 } // namespace

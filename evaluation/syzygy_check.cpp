@@ -11,6 +11,7 @@
 #include <dirent.h>
 #include <sys/stat.h>
 #include "syzygy_check.h"
+#include "syzygy_path.h"
 #include "../platform/files.h"
 
 namespace {
@@ -311,12 +312,7 @@ bool checkTableFile(const std::string& path, std::string* reason) {
 
 bool checkTableFiles(const std::string& path) {
     bool sound = true;
-    size_t start = 0;
-    while (start <= path.size()) {
-        size_t end = path.find(PATH_LIST_SEPARATOR, start);
-        if (end == std::string::npos) end = path.size();
-        std::string dir = path.substr(start, end - start);
-        start = end + 1;
+    for (const std::string& dir : syzygyDirectories(path)) {
         DIR* listing = opendir(dir.c_str());
         if (!listing) continue;
         while (dirent* entry = readdir(listing)) {

@@ -3,19 +3,21 @@
 #include "syzygy_path.h"
 #include "../platform/files.h"
 
+std::vector<std::string> syzygyDirectories(const std::string& path) {
+    std::vector<std::string> parts(1);
+    for (char c : path) {
+        if (c == PATH_LIST_SEPARATOR) parts.emplace_back();
+        else parts.back() += c;
+    }
+    return parts;
+}
+
 std::string cleanSyzygyPath(const char* value) {
-    std::string clean, part;
-    for (const char* c = value;; c++) {
-        if (*c == PATH_LIST_SEPARATOR || *c == 0) {
-            if (!part.empty()) {
-                if (!clean.empty()) clean += PATH_LIST_SEPARATOR;
-                clean += part;
-            }
-            part.clear();
-            if (*c == 0) break;
-        } else {
-            part += *c;
-        }
+    std::string clean;
+    for (const std::string& part : syzygyDirectories(value)) {
+        if (part.empty()) continue;
+        if (!clean.empty()) clean += PATH_LIST_SEPARATOR;
+        clean += part;
     }
     return clean.empty() ? "<empty>" : clean;
 }
