@@ -2,7 +2,7 @@
 //   board/     the position and move word, the ply stack, legal moves, making moves, FEN and
 //              notation, perft, and the consistency checks (with sliders/ as its peer)
 //   search/    the search record, ordering, quiescence, alpha-beta, the driver, the root tablebase
-//              probe, and the clock and input it polls (above evaluation/, with transposition/)
+//              probe, and the input buffer it polls (above evaluation/, with transposition/)
 //   frontend/  start-up, the UCI command loop and the go, perft, bench and debug commands
 #pragma once
 #include "board/board.h"

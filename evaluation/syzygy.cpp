@@ -23,9 +23,9 @@ bool namesDirectory(const std::string& path) {
 } // namespace
 
 void initSyzygy(const char* value) {
-    // "<empty>" is Fathom's own name for no tables: it releases the loaded ones. Fathom's release of mapped tables tests munmap's result the wrong way round and prints
-    // "munmap: ..." for every table it unmaps successfully, so releasing runs with the error stream
-    // muted; loading does not, so Fathom's own complaints about bad files still get through.
+    // "<empty>" is Fathom's own name for no tables: it releases the loaded ones. Fathom's release of
+    // mapped tables tests munmap's result the wrong way round and prints "munmap: ..." for every
+    // table it unmaps successfully, so releasing runs with the error stream muted; loading does not, so Fathom's own complaints about bad files still get through.
     withErrorsMuted([] { loadTablebases("<empty>"); });
     std::string path = cleanSyzygyPath(value);
     if (!TABLEBASES_BUILT && namesDirectory(path)) {

@@ -45,7 +45,8 @@ std::vector<std::string> arm64Command(std::vector<std::string> arguments = {}) {
 }
 
 // Everything an engine prints for the given input lines, its input then closed; the figures that
-// depend on the clock ("time", "nps", the speed of a report) are blanked.
+// depend on the clock ("time", "nps", the time and speed of a perft report) are blanked, the
+// counts kept.
 std::string answer(const std::vector<std::string>& command, const std::vector<std::string>& input,
                    const std::string& dir = "") {
     EngineProcess engine(command, dir);
@@ -54,7 +55,7 @@ std::string answer(const std::vector<std::string>& command, const std::vector<st
     std::string all = engine.readAll(120000);
     all = std::regex_replace(all, std::regex(" time \\d+"), " time T");
     all = std::regex_replace(all, std::regex(" nps \\d+"), " nps S");
-    return std::regex_replace(all, std::regex("\\d+ nodes in \\d+ ms, speed = \\d+"), "N nodes in T ms, speed = S");
+    return std::regex_replace(all, std::regex("(\\d+) nodes in \\d+ ms, speed = \\d+"), "$1 nodes in T ms, speed = S");
 }
 
 // The "Nodes searched" of "PROGRAM bench" on the command line.

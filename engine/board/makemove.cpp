@@ -9,7 +9,6 @@ namespace {
 // Copies the carried-over block and points the new record's sides at its own attack records.
 inline Ply* pushRecord(Ply* old) {
     Ply* next = old + 1;
-    static_assert(PLY_LEADING_BLOCK % 16 == 0);
     copyBlocks<PLY_LEADING_BLOCK>(next, old);
     next->black.attacks = &next->black_attacks;
     next->white.attacks = &next->white_attacks;
