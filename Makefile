@@ -64,7 +64,7 @@ else ifneq ($(findstring emscripten,$(TARGET)),)
     LINK += -sASYNCIFY -sASYNCIFY_IGNORE_INDIRECT -sASYNCIFY_STACK_SIZE=262144 -sTOTAL_STACK=8MB \
             -sMODULARIZE -sEXPORT_ES6 -sEXPORT_NAME=createVireo -sENVIRONMENT=worker \
             -sINITIAL_MEMORY=160MB -sALLOW_MEMORY_GROWTH -sMAXIMUM_MEMORY=2GB \
-            -sEXPORTED_RUNTIME_METHODS=ccall
+            -sEXPORTED_RUNTIME_METHODS=ccall -sEXPORTED_FUNCTIONS=_main,_malloc,_free
 else ifneq ($(findstring linux,$(TARGET)),)
     # A position-dependent executable addresses its tables directly: about 3% faster.
     FLAGS += -fno-pie
@@ -153,22 +153,24 @@ release:
 	@ls -l dist
 
 # The browser build: the engine through em++ (emcc 3.1.6 finds its acorn only through NODE_PATH),
-# then the worker, the Promise API, the licence and the play page beside it.
+# then the package's modules, the licence and the play page beside it. The glue's own way to the
+# .wasm (new URL("vireo-wasm.wasm", import.meta.url)) is never taken, since the workers load the
+# .wasm themselves; it is made a plain string, so that bundlers do not emit the .wasm a second time.
+# vireo.inline.js is the worker with everything inside, for bundlers that leave the files out.
 WEB_DIST := web/dist
-WEB_LIBRARIES := web/node_modules/chess.js/dist/esm/chess.js web/node_modules/cm-chessboard
+WEB_LIBRARIES := web/node_modules/chess.js/dist/esm/chess.js web/node_modules/cm-chessboard web/node_modules/esbuild
+WEB_MODULES := client.js engine-host.js vireo.js vireo.node.js vireo.worker.js vireo.node-worker.js cli.js vireo.d.ts
 web:
 	@command -v em++ >/dev/null || { echo "make: em++ not found: install emscripten (Debian: apt-get install emscripten)" >&2; exit 1; }
 	@for f in $(WEB_LIBRARIES); do test -e $$f || { echo "make: $$f not found: run npm ci --prefix web" >&2; exit 1; }; done
 	@mkdir -p $(WEB_DIST)
 	NODE_PATH=/usr/share/nodejs $(MAKE) EXE=$(WEB_DIST)/vireo-wasm.js CXX=em++ ARCH= FATHOM=no OBJDIR=build-make/web-simd128
-	cp web/src/vireo.worker.js web/src/vireo.js web/src/vireo.d.ts web/page/* $(WEB_DIST)/
+	sed -i 's|new URL("vireo-wasm.wasm",import.meta.url).toString()|"vireo-wasm.wasm"|' $(WEB_DIST)/vireo-wasm.js
+	! grep -q 'new URL("vireo-wasm.wasm"' $(WEB_DIST)/vireo-wasm.js
+	cp $(addprefix web/src/,$(WEB_MODULES)) $(WEB_DIST)/
+	node web/build-inline.mjs
 	cp LICENSE $(WEB_DIST)/LICENSE
-	rm -rf $(WEB_DIST)/lib && mkdir -p $(WEB_DIST)/lib
-	cp web/node_modules/chess.js/dist/esm/chess.js $(WEB_DIST)/lib/chess.js
-	cp web/node_modules/chess.js/LICENSE $(WEB_DIST)/lib/chess.js.LICENSE
-	cp -r web/node_modules/cm-chessboard/src $(WEB_DIST)/lib/cm-chessboard
-	cp web/node_modules/cm-chessboard/LICENSE $(WEB_DIST)/lib/cm-chessboard/LICENSE
-	cp -r web/node_modules/cm-chessboard/assets $(WEB_DIST)/lib/cm-chessboard-assets
+	node web/page/build.mjs $(WEB_DIST)
 	@ls -l $(WEB_DIST)
 
 clean:

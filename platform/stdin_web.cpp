@@ -1,6 +1,9 @@
 // Standard input in the browser, where the engine runs in a Web Worker and every message posted to
 // the worker is one input line. The worker keeps the lines it receives in Module.vireoInput
-// ({lines: [], wake: null}, set before the engine starts, so that no line posted early is lost).
+// ({lines: [], wake: null, ended: false, idle: null, pause}, set before the engine starts, so that no line
+// posted early is lost). `ended` is set when the input has ended (Node's command-line entry at the
+// end of its standard input); a browser's input never ends. `idle` is called once the engine has
+// settled down to wait for a line, when the worker may call into it between commands.
 // One thread serves both the engine and the worker's message queue: reading a line suspends the
 // engine (Asyncify) until a message has come, and the waiting-input test of the search yields to the
 // worker's message queue before it looks, so that a line posted during a search is seen there.
@@ -32,10 +35,14 @@ EM_JS(int, bytesReceived, (), {
     return input.lines.length > 0 || (input.bytes && input.bytes.length > 0);
 });
 
-// Suspends the engine until the worker has received a line.
+EM_JS(int, inputEnded, (), { return Module['vireoInput'].ended ? 1 : 0; });
+
+// Suspends the engine until the worker has received a line or the input has ended. The idle call
+// comes after the suspension has unwound the engine's stack.
 EM_ASYNC_JS(void, waitForLine, (), {
     const input = Module['vireoInput'];
-    if (input.lines.length > 0) return;
+    if (input.lines.length > 0 || input.ended) return;
+    if (input.idle) Promise.resolve().then(input.idle);
     await new Promise(resolve => { input.wake = resolve; });
     input.wake = null;
 });
@@ -43,7 +50,15 @@ EM_ASYNC_JS(void, waitForLine, (), {
 // Lets the worker's message queue run once. A message sent to ourselves through a MessageChannel
 // comes back after the messages already queued, in some microseconds; a zero-delay timer
 // (emscripten_sleep(0)) would be clamped to about 4 ms and cost a search a third of its time.
+// A Node worker thread gives its own way (vireoInput.pause, setImmediate there): Node delivers up to
+// a thousand messages of one port before it looks at another, so the channel would keep "stop"
+// waiting for seconds.
 EM_ASYNC_JS(void, yieldToMessages, (), {
+    const input = Module['vireoInput'];
+    if (input.pause) {
+        await input.pause();
+        return;
+    }
     let channel = Module['vireoYield'];
     if (!channel) {
         channel = Module['vireoYield'] = new MessageChannel();
@@ -72,8 +87,9 @@ bool standardInputWaiting() {
     return bytesReceived();
 }
 
-// A worker's input never ends: the page ends it by terminating the worker.
-bool standardInputReadable() { return bytesReceived(); }
+// A page's worker input never ends (the page terminates the worker); Node's command-line entry ends
+// it with its own standard input.
+bool standardInputReadable() { return bytesReceived() || inputEnded(); }
 
 void detachStandardInput() {}
 #endif

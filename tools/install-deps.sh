@@ -4,7 +4,8 @@
 # cross compilers and the programs that run their builds here (mingw-w64 and Wine for Windows x64,
 # the ARM64 compiler and qemu), emscripten and Chromium for the browser build, and Fathom's source
 # package, unpacked in /usr/local/src/fathom, which the cross builds compile in. From npm: the
-# browser build's packages, as web/package-lock.json pins them (npm ci in web/).
+# browser build's packages, as web/package-lock.json pins them (npm ci in web/), and the bundlers of
+# the package tests (web/tests/consumers/package-lock.json).
 #     tools/install-deps.sh            everything
 #     tools/install-deps.sh --engine   only what the engine and its CMake build need
 # FATHOM_SOURCE=dir puts Fathom's source elsewhere.
@@ -62,4 +63,11 @@ fathomSource() {
 
 # The browser build's packages, exactly as locked; playwright-core drives Debian's Chromium and
 # downloads no browser of its own.
-[ -d "$root/web/node_modules/playwright-core" ] || npm ci --prefix "$root/web" --no-audit --no-fund
+# npm ci runs again whenever the lock file has changed since the last install.
+npmInstall() {
+    cmp -s "$1/package-lock.json" "$1/node_modules/.vireo-installed-lock" && return 0
+    npm ci --prefix "$1" --no-audit --no-fund && cp "$1/package-lock.json" "$1/node_modules/.vireo-installed-lock"
+}
+npmInstall "$root/web"
+# The consumer applications of the package tests: Vite, webpack, esbuild and TypeScript, as locked.
+npmInstall "$root/web/tests/consumers"

@@ -6,7 +6,7 @@ if(VIREO_SANITIZE)
   return()
 endif()
 find_program(NODE_EXECUTABLE node)
-set(WEB_TESTS uci go stop isready bench api page pack)
+set(WEB_TESTS uci go stop isready bench api page pack failure)
 if(NOT NODE_EXECUTABLE)
   add_test(NAME Web.node COMMAND sh -c "echo 'SKIPPED: the browser tests need node (Debian: apt-get install nodejs)'; exit 77")
   set_tests_properties(Web.node PROPERTIES SKIP_RETURN_CODE 77 LABELS e2e)
@@ -22,4 +22,19 @@ foreach(test ${WEB_TESTS})
   # Alone, like the other timed tests: the half-second answers must not wait for a neighbour's CPU.
   set_tests_properties(Web.${test} PROPERTIES SKIP_RETURN_CODE 77 FIXTURES_REQUIRED web_dist
                        RUN_SERIAL TRUE TIMEOUT 300 LABELS e2e)
+endforeach()
+
+# The package as users meet it (web/tests/package.mjs): packed and installed into the consumer
+# applications once, then built by each bundler and opened in Chromium, compiled by tsc, run in Node
+# and as the command-line engine. They need web/tests/consumers/node_modules (npm ci there).
+add_test(NAME Web.package_install
+         COMMAND ${NODE_EXECUTABLE} ${CMAKE_SOURCE_DIR}/web/tests/package.mjs install --out ${CMAKE_BINARY_DIR}/web-tests)
+set_tests_properties(Web.package_install PROPERTIES SKIP_RETURN_CODE 77 FIXTURES_REQUIRED web_dist
+                     FIXTURES_SETUP web_package TIMEOUT 300 LABELS e2e)
+foreach(test vite webpack esbuild types node bin)
+  add_test(NAME Web.${test}
+           COMMAND ${NODE_EXECUTABLE} ${CMAKE_SOURCE_DIR}/web/tests/package.mjs ${test}
+                   --native $<TARGET_FILE:vireo> --out ${CMAKE_BINARY_DIR}/web-tests)
+  set_tests_properties(Web.${test} PROPERTIES SKIP_RETURN_CODE 77 FIXTURES_REQUIRED "web_dist;web_package"
+                       RESOURCE_LOCK web_consumers TIMEOUT 300 LABELS e2e)
 endforeach()

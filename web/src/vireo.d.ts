@@ -1,4 +1,4 @@
-// Types of the Promise API of the Vireo chess engine (vireo.js).
+// Types of the Promise API of the Vireo chess engine, the same in browsers (vireo.js) and Node (vireo.node.js).
 
 export interface Score {
     /** centipawns from the point of view of the side to move */
@@ -49,17 +49,50 @@ export interface Limits {
 }
 
 export interface StartOptions {
-    /** where vireo.worker.js is served; beside vireo.js by default */
+    /**
+     * Where vireo.worker.js is served, when it is not beside vireo.js (in Node: another worker file).
+     * By default the worker beside the module, as bundlers emit it.
+     */
     workerUrl?: string | URL;
     /** transposition table in megabytes (a power of two); the engine's default is 128 */
     hash?: number;
+    /** start() rejects when the engine has not answered "uciok" and "readyok" within this many ms (default 15000) */
+    timeout?: number;
+}
+
+export interface Term {
+    /** a named part of the evaluation, e.g. "Material" or "King safety" */
+    name: string;
+    /** its share in centipawns, from the side to move's point of view */
+    cp: number;
+}
+
+export interface Explanation {
+    fen: string;
+    /** the static evaluation in centipawns from the side to move's view (the "score cp" of "debug") */
+    total: number;
+    /** terms that add up exactly to total */
+    terms: Term[];
+    /** set when the position is settled by rule or endgame knowledge rather than the model */
+    note?: string;
+}
+
+/** The engine's worker: a Web Worker in browsers, a worker thread in Node. */
+export interface EngineWorker {
+    postMessage(message: unknown): void;
+    terminate(): unknown;
 }
 
 export declare class Vireo {
-    /** Starts the engine in a module worker and waits for "uciok" and "readyok". */
+    /**
+     * Starts the engine in a worker and waits for "uciok" and "readyok". Rejects within
+     * `timeout` ms with an Error that names what failed (a URL that did not answer with JavaScript
+     * or WebAssembly, a compile error, a worker that ended).
+     */
     static start(options?: StartOptions): Promise<Vireo>;
-    constructor(worker: Worker);
-    readonly worker: Worker;
+    readonly worker: EngineWorker;
+    /** null while the engine runs; the Error that ended it afterwards (every call then rejects at once) */
+    readonly ended: Error | null;
     /** Posts one UCI line to the engine. */
     send(line: string): void;
     /** Calls the listener for every line the engine prints; returns a function that removes it. */
@@ -71,10 +104,19 @@ export declare class Vireo {
      * "info" line with a score and a principal variation. A search asked for while another runs
      * starts once that one has answered.
      */
-    search(position?: Position, limits?: string | Limits, options?: { onInfo?: (info: Info) => void }): Promise<SearchResult>;
+    search(
+        position?: Position,
+        limits?: string | Limits,
+        options?: { onInfo?: (info: Info) => void },
+    ): Promise<SearchResult>;
     /** Makes the search under way move at once and resolves to its result (null when none runs); searches asked for after it still follow. */
     stop(): Promise<SearchResult> | null;
-    /** Ends the worker at once. */
+    /**
+     * The static evaluation of a position as named terms that add up to it. Answered between
+     * commands (after a running search); rejects for a FEN the engine refuses.
+     */
+    explain(fen: string): Promise<Explanation>;
+    /** Ends the worker at once; every later call rejects. */
     terminate(): void;
 }
 

@@ -1,137 +1,98 @@
-// A Promise API over the engine's worker, for pages that would rather not speak UCI line by line.
-// The worker stays reachable underneath: send() and onLine() give the raw protocol.
+// The Vireo chess engine in a browser: the Promise API (client.js) over a module worker. The worker
+// is made by the one expression that bundlers (Vite, webpack, Parcel, Rollup) recognise, so that
+// they build it, the engine's glue and its .wasm into the application with no option set.
+import { EngineClient, START_TIMEOUT_MS } from './client.js';
 
-const WORKER_URL = new URL('./vireo.worker.js', import.meta.url);
+export { parseInfo } from './client.js';
 
-export class Vireo {
-    // Starts the engine and waits until it has answered "uci" and "isready".
-    static async start({ workerUrl = WORKER_URL, hash } = {}) {
-        const engine = new Vireo(new Worker(workerUrl, { type: 'module' }));
-        engine.send('uci');
-        await engine.waitFor('uciok');
-        if (hash) engine.send(`setoption name Hash value ${hash}`);
-        engine.send('isready');
-        await engine.waitFor('readyok');
-        return engine;
-    }
-
-    constructor(worker) {
-        this.worker = worker;
-        this.listeners = new Set();
-        this.queued = null; // the last search asked for
-        this.running = null; // the search the engine is carrying out
-        worker.onmessage = (event) => {
-            for (const listener of [...this.listeners]) listener(event.data);
-        };
-        worker.onerror = (event) => {
-            for (const listener of [...this.listeners]) listener(null, event);
-        };
-    }
-
-    send(line) {
-        this.worker.postMessage(line);
-    }
-
-    // Calls `listener(line)` for every line the engine prints; returns the function that ends it.
-    onLine(listener) {
-        const wrapped = (line) => line !== null && listener(line);
-        this.listeners.add(wrapped);
-        return () => this.listeners.delete(wrapped);
-    }
-
-    // The next line that equals `match` (a string), matches it (a RegExp) or passes it (a function).
-    waitFor(match, { timeout = 0 } = {}) {
-        const test = typeof match === 'string' ? (line) => line === match
-            : match instanceof RegExp ? (line) => match.test(line) : match;
-        return new Promise((resolve, reject) => {
-            let timer = 0;
-            const listener = (line, error) => {
-                if (line === null) finish(() => reject(new Error(`engine failed: ${error?.message ?? 'worker error'}`)));
-                else if (test(line)) finish(() => resolve(line));
-            };
-            const finish = (settle) => {
-                this.listeners.delete(listener);
-                clearTimeout(timer);
-                settle();
-            };
-            if (timeout) timer = setTimeout(() => finish(() => reject(new Error(`no line matching ${match} within ${timeout} ms`))), timeout);
-            this.listeners.add(listener);
-        });
-    }
-
-    // Searches a position and resolves to its best move with the last "info" line that carried a
-    // score and a principal variation; onInfo sees each such line as it comes. position: { fen, moves } (fen omitted: the start position); limits: a "go" text such as
-    // "movetime 1000" or an object { depth, movetime, wtime, btime, winc, binc, movestogo, infinite }.
-    // A search asked for while another runs starts after that one's "bestmove", so that each search
-    // gets its own.
-    search(position = {}, limits = 'depth 10', { onInfo } = {}) {
-        const previous = this.queued ?? Promise.resolve();
-        const result = previous.catch(() => {}).then(() => this.#run(position, limits, onInfo));
-        this.queued = result;
-        const settled = () => {
-            if (this.queued === result) this.queued = null;
-        };
-        result.then(settled, settled);
-        return result;
-    }
-
-    #run({ fen, moves = [] }, limits, onInfo) {
-        const base = fen ? `position fen ${fen}` : 'position startpos';
-        this.send(moves.length ? `${base} moves ${moves.join(' ')}` : base);
-        let info = null;
-        const stopListening = this.onLine((line) => {
-            if (!line.startsWith('info ') || !line.includes(' score ') || !line.includes(' pv ')) return;
-            info = parseInfo(line);
-            if (onInfo) onInfo(info);
-        });
-        const result = this.waitFor((line) => line.startsWith('bestmove ')).then((line) => {
-            const [, bestmove, , ponder] = line.split(' ');
-            return { bestmove, ponder, info };
-        }).finally(() => {
-            stopListening();
-            if (this.running === result) this.running = null;
-        });
-        this.running = result;
-        this.send(`go ${typeof limits === 'string' ? limits : goText(limits)}`.trim());
-        return result;
-    }
-
-    // Makes the search under way move at once and resolves to its result (null when none runs);
-    // searches asked for after it still follow.
-    stop() {
-        this.send('stop');
-        return this.running;
-    }
-
-    terminate() {
-        this.worker.terminate();
-        this.listeners.clear();
-    }
-}
-
-function goText(limits) {
-    return Object.entries(limits)
-        .map(([key, value]) => (key === 'infinite' ? (value ? 'infinite' : '') : `${key} ${value}`))
-        .join(' ');
-}
-
-// "info depth 9 seldepth 14 score cp 31 pv e2e4 e7e5 ... time 120 nodes 1000 ..." as an object.
-export function parseInfo(line) {
-    const words = line.split(' ');
-    const info = { line };
-    for (let i = 1; i < words.length; i++) {
-        const word = words[i];
-        if (word === 'score') {
-            info.score = { [words[i + 1]]: Number(words[i + 2]) };
-            i += 2;
-        } else if (word === 'lowerbound' || word === 'upperbound') {
-            info.bound = word;
-        } else if (word === 'pv') {
-            info.pv = [];
-            while (i + 1 < words.length && /^[a-h][1-8][a-h][1-8][qrbn]?$/.test(words[i + 1])) info.pv.push(words[++i]);
-        } else if (['depth', 'seldepth', 'time', 'nodes', 'nps', 'hashfull'].includes(word)) {
-            info[word] = Number(words[++i]);
+export class Vireo extends EngineClient {
+    // Starts the engine and waits until it has answered "uci" and "isready". workerUrl: where
+    // vireo.worker.js is served, when it is not beside this module; timeout: at most this many ms.
+    static async start({ workerUrl, hash, timeout = START_TIMEOUT_MS } = {}) {
+        const deadline = Date.now() + timeout;
+        let worker;
+        if (workerUrl) {
+            worker = new Worker(workerUrl, { type: 'module' });
+        } else {
+            worker = new Worker(new URL('./vireo.worker.js', import.meta.url), { type: 'module' });
+            // A bundler that leaves the worker out of the build (esbuild) is made up for by the
+            // worker with everything inside, loaded only then.
+            if (!(await loads(worker, timeout))) {
+                worker.terminate();
+                const { default: source } = await import('./vireo.inline.js');
+                const url = URL.createObjectURL(new Blob([source], { type: 'text/javascript' }));
+                worker = new Worker(url, { type: 'module' });
+                setTimeout(() => URL.revokeObjectURL(url), Math.max(0, deadline - Date.now()));
+            }
         }
+        const where = workerUrl ? ` (worker ${new URL(workerUrl, location.href).href})` : '';
+        const engine = new Vireo(worker, workerUrl);
+        return this.launch(engine, { hash, timeout: Math.max(0, deadline - Date.now()), where });
     }
-    return info;
+
+    constructor(worker, workerUrl) {
+        super({
+            worker,
+            post: (message) => worker.postMessage(message),
+            terminate: () => worker.terminate(),
+            listen(onMessage, onFailure) {
+                worker.postMessage({ type: 'hello' });
+                worker.onmessage = (event) => onMessage(event.data);
+                worker.onerror = (event) => {
+                    event.preventDefault?.();
+                    workerFailure(event, workerUrl).then(onFailure);
+                };
+            },
+        });
+    }
+}
+
+// What went wrong with the worker. A script that cannot load gives no reason of its own: the URL is
+// asked once more, to tell a missing file (often answered by a server's index page) from a fault.
+async function workerFailure(event, workerUrl) {
+    if (event.message) return new Error(`vireo-chess: the engine's worker failed: ${event.message}`);
+    if (!workerUrl) {
+        return new Error(
+            "vireo-chess: the engine's worker (vireo.worker.js beside vireo.js) did not load: is it missing from the build?",
+        );
+    }
+    const url = new URL(workerUrl, location.href).href;
+    try {
+        const response = await fetch(url);
+        const type = response.headers.get('Content-Type') ?? '';
+        if (!response.ok)
+            return new Error(
+                `vireo-chess: the engine's worker ${url} answered ${response.status} ${response.statusText}`.trim(),
+            );
+        if (!/javascript|ecmascript/.test(type)) {
+            return new Error(
+                `vireo-chess: the engine's worker ${url} answered ${type || 'a file'}, not JavaScript: is the file missing?`,
+            );
+        }
+        return new Error(`vireo-chess: the engine's worker ${url} did not start`);
+    } catch (error) {
+        return new Error(`vireo-chess: the engine's worker ${url} could not be fetched: ${error.message}`);
+    }
+}
+
+// Whether the worker's script loads: true once it has answered the greeting, false if it fails
+// first or says nothing within `timeout` ms.
+function loads(worker, timeout) {
+    return new Promise((resolve) => {
+        const timer = setTimeout(() => finish(false), timeout);
+        const finish = (loaded) => {
+            clearTimeout(timer);
+            worker.removeEventListener('message', answered);
+            worker.removeEventListener('error', failed);
+            resolve(loaded);
+        };
+        const answered = (event) => event.data?.type === 'loaded' && finish(true);
+        const failed = (event) => {
+            event.preventDefault();
+            finish(false);
+        };
+        worker.addEventListener('message', answered);
+        worker.addEventListener('error', failed);
+        worker.postMessage({ type: 'hello' });
+    });
 }

@@ -1,3 +1,4 @@
+/* global received, engine */
 // Headless Chromium and the engine's worker, for the browser tests and the measurements: a page of
 // the local server starts the worker, keeps every line it prints with the time it came, and posts
 // lines to it; times are taken inside the page, so that the driver's own delays do not count.
@@ -68,7 +69,8 @@ class PageEngine {
         const handle = await this.page.waitForFunction(
             ([source, from]) => {
                 const re = new RegExp(source);
-                for (let i = from; i < received.length; i++) if (re.test(received[i].line)) return { ...received[i], index: i };
+                for (let i = from; i < received.length; i++)
+                    if (re.test(received[i].line)) return { ...received[i], index: i };
                 return null;
             },
             [pattern.source, this.seen],
@@ -89,9 +91,10 @@ class PageEngine {
 }
 
 // The native engine as a GUI runs it: lines on its standard input, its answer read until a line matches.
+// A child process already started (the package's command-line entry) is driven the same way.
 export class NativeEngine {
-    constructor(binary) {
-        this.process = spawn(binary, [], { stdio: ['pipe', 'pipe', 'inherit'] });
+    constructor(binary, child = null) {
+        this.process = child ?? spawn(binary, [], { stdio: ['pipe', 'pipe', 'inherit'] });
         this.buffer = '';
         this.lines = [];
         this.waiters = [];
@@ -107,8 +110,8 @@ export class NativeEngine {
         });
     }
 
-    send(line) {
-        this.process.stdin.write(line + '\n');
+    send(...lines) {
+        for (const line of lines) this.process.stdin.write(line + '\n');
     }
 
     // All lines up to and including the first that matches, from the lines not yet returned.
@@ -124,6 +127,7 @@ export class NativeEngine {
         });
     }
 
+    // Resolves to the exit status.
     quit() {
         this.send('quit');
         return new Promise((resolve) => this.process.on('exit', resolve));

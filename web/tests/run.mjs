@@ -8,7 +8,9 @@
 //   page     a game on the play page by clicks, the engine's replies, "Move now", take-back, new game,
 //            a promotion chosen in the board's dialog
 //   api      the Promise API: a search, a search stopped, and a search asked for meanwhile
-//   pack     npm pack takes the engine, the worker, the API with its types, the README and the licence
+//   pack     npm pack takes the engine, the workers, the API with its types, the README and the licence
+//   failure  Vireo.start() rejects within its limit, naming what failed, for a worker URL that answers
+//            404, one that answers HTML, and one that never answers; calls after "quit" reject at once
 // Exit status 77 (skipped) when Chromium or the npm packages are missing.
 import assert from 'node:assert/strict';
 import { spawnSync } from 'node:child_process';
@@ -29,7 +31,9 @@ if (missing.length) {
 }
 if (!existsSync(DIST + 'vireo-wasm.wasm')) {
     if (spawnSync('sh', ['-c', 'command -v em++']).status !== 0) {
-        console.log('SKIPPED: no browser build in web/dist/, and no em++ to make one (Debian: apt-get install emscripten)');
+        console.log(
+            'SKIPPED: no browser build in web/dist/, and no em++ to make one (Debian: apt-get install emscripten)',
+        );
         process.exit(77);
     }
     console.log('FAILED: web/dist/ holds no engine: run make web first');
@@ -118,7 +122,7 @@ const tests = {
             const { Vireo } = await import('./vireo.js');
             const engine = await Vireo.start({ hash: 16 });
             const first = await engine.search({ moves: ['e2e4', 'e7e5'] }, { depth: 8 });
-            const infinite = engine.search({}, { infinite: true });
+            engine.search({}, { infinite: true });
             const queued = engine.search({ fen: '8/8/8/8/8/8/k7/2K4R w - - 0 1' }, 'depth 6');
             await new Promise((resolve) => setTimeout(resolve, 300));
             const sent = performance.now();
@@ -146,9 +150,76 @@ const tests = {
     async pack() {
         const pack = spawnSync('npm', ['pack', '--dry-run', '--json'], { cwd: WEB, encoding: 'utf8' });
         assert.equal(pack.status, 0, pack.stderr);
-        const files = JSON.parse(pack.stdout)[0].files.map((f) => f.path).sort();
-        assert.deepEqual(files, ['README.md', 'dist/LICENSE', 'dist/vireo-wasm.js', 'dist/vireo-wasm.wasm',
-            'dist/vireo.d.ts', 'dist/vireo.js', 'dist/vireo.worker.js', 'package.json']);
+        const [{ files, size }] = JSON.parse(pack.stdout);
+        console.log(
+            `${files.length} files, ${size} bytes packed:\n  ${files.map((f) => `${f.path} ${f.size}`).join('\n  ')}`,
+        );
+        assert.deepEqual(files.map((f) => f.path).sort(), [
+            'README.md',
+            'dist/LICENSE',
+            'dist/cli.js',
+            'dist/client.js',
+            'dist/engine-host.js',
+            'dist/vireo-wasm.js',
+            'dist/vireo-wasm.wasm',
+            'dist/vireo.d.ts',
+            'dist/vireo.inline.js',
+            'dist/vireo.js',
+            'dist/vireo.node-worker.js',
+            'dist/vireo.node.js',
+            'dist/vireo.worker.js',
+            'package.json',
+        ]);
+    },
+
+    async failure(session) {
+        const page = await session.browser.newPage();
+        await page.goto(session.server.url + 'blank.html');
+        const attempts = await page.evaluate(async () => {
+            const { Vireo } = await import('./vireo.js');
+            const attempt = async (options) => {
+                const started = performance.now();
+                const message = await Vireo.start(options).then(
+                    () => 'started',
+                    (error) => error.message,
+                );
+                return { options, message, ms: Math.round(performance.now() - started) };
+            };
+            const results = [
+                await attempt({ workerUrl: 'missing/vireo.worker.js', timeout: 5000 }),
+                await attempt({ workerUrl: 'index.html', timeout: 5000 }),
+                await attempt({ workerUrl: 'data:text/javascript,', timeout: 1000 }),
+            ];
+            // An engine that has ended answers every later call at once.
+            const engine = await Vireo.start({ hash: 16 });
+            engine.send('quit');
+            await new Promise((resolve) => setTimeout(resolve, 500));
+            const started = performance.now();
+            const message = await engine.search({}, 'depth 1').then(
+                () => 'resolved',
+                (error) => error.message,
+            );
+            results.push({ options: 'search after quit', message, ms: Math.round(performance.now() - started) });
+            return results;
+        });
+        for (const { options, message, ms } of attempts)
+            console.log(`${JSON.stringify(options)}: ${ms} ms: ${message}`);
+        const [missing, html, silent, ended] = attempts;
+        const url = session.server.url;
+        assert.equal(
+            missing.message,
+            `vireo-chess: the engine's worker ${url}missing/vireo.worker.js answered 404 Not Found`,
+        );
+        assert.match(html.message, /worker .*index\.html answered text\/html.*, not JavaScript/);
+        assert.ok(missing.ms < 5000 && html.ms < 5000);
+        assert.equal(
+            silent.message,
+            'vireo-chess: the engine did not start within 1000 ms (worker data:text/javascript,)',
+        );
+        assert.ok(silent.ms >= 1000 && silent.ms < 2000, `${silent.ms} ms`);
+        assert.equal(ended.message, 'vireo-chess: the engine ended (status 0)');
+        assert.ok(ended.ms < 50);
+        await page.close();
     },
 
     async page(session) {

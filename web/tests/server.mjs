@@ -12,6 +12,8 @@ const TYPES = {
     '.svg': 'image/svg+xml',
     '.wasm': 'application/wasm',
     '.json': 'application/json',
+    '.png': 'image/png',
+    '.webmanifest': 'application/manifest+json',
 };
 
 // Resolves to { url, close } once the server listens.

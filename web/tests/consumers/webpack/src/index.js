@@ -1,0 +1,2 @@
+// webpack's default entry: the shared application.
+import '../app.js';
