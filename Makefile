@@ -64,7 +64,7 @@ else ifneq ($(findstring emscripten,$(TARGET)),)
     LINK += -sASYNCIFY -sASYNCIFY_IGNORE_INDIRECT -sASYNCIFY_STACK_SIZE=262144 -sTOTAL_STACK=8MB \
             -sMODULARIZE -sEXPORT_ES6 -sEXPORT_NAME=createVireo -sENVIRONMENT=worker \
             -sINITIAL_MEMORY=160MB -sALLOW_MEMORY_GROWTH -sMAXIMUM_MEMORY=2GB \
-            -sEXPORTED_RUNTIME_METHODS=ccall -sEXPORTED_FUNCTIONS=_main,_malloc,_free
+            -sEXPORTED_RUNTIME_METHODS=ccall -sEXPORTED_FUNCTIONS=_main,_malloc,_free,_vireoExplain
 else ifneq ($(findstring linux,$(TARGET)),)
     # A position-dependent executable addresses its tables directly: about 3% faster.
     FLAGS += -fno-pie

@@ -41,8 +41,10 @@ int signedMaterialClass(const Side* player, const Side* opponent) {
     return -endgameIndex(opponent, player);
 }
 
-int modelScore(const int* features, int men, float class_term) {
-    const float* w = eval_weights[men - MIN_MODEL_MEN];
+namespace {
+// The sum itself, inlined into modelScore, which the evaluation calls at every node.
+[[gnu::always_inline]] inline float sum(const int* features, int men, float class_term) {
+    const float* w = modelWeights(men);
     // 32 blocks of four: the last block holds features 124..126 and the constant term's slot,
     // whose feature lane is masked off; the constant term is added on its own.
     static_assert(MODEL_WEIGHTS % 16 == 0);
@@ -61,9 +63,17 @@ int modelScore(const int* features, int men, float class_term) {
     Int4 last = loadInt4(features + MODEL_WEIGHTS - 4);
     last[3] = 0;
     a3 += toFloat4(last) * loadFloat4(w + MODEL_WEIGHTS - 4);
-    float s = class_term + sumLanes((a0 + a1) + (a2 + a3)) + w[MODEL_WEIGHTS - 1];
-    // Keep clear of the search's mate band; truncation toward zero after the clamp.
-    if (s > 29936.0f) s = 29936.0f;
-    if (s < -29936.0f) s = -29936.0f;
-    return int(s);
+    return class_term + sumLanes((a0 + a1) + (a2 + a3)) + w[MODEL_WEIGHTS - 1];
+}
+} // namespace
+
+float modelSum(const int* features, int men, float class_term) { return sum(features, men, class_term); }
+
+int modelScore(const int* features, int men, float class_term) { return modelSumScore(sum(features, men, class_term)); }
+
+void modelTerms(const int* features, int men, double terms[MODEL_WEIGHTS]) {
+    const float* w = modelWeights(men);
+    // Each product of a small integer and a single-precision weight is exact in double precision.
+    for (int i = 0; i < NUM_FEATURES; i++) terms[i] = double(features[i]) * double(w[i]);
+    terms[MODEL_WEIGHTS - 1] = w[MODEL_WEIGHTS - 1];
 }

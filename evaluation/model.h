@@ -78,7 +78,27 @@ float materialClassTerm(const Side* player, const Side* opponent, int men);
 // larger or equal signature, -index otherwise.
 int signedMaterialClass(const Side* player, const Side* opponent);
 
-// Linear model score: the class term plus the dot product of the features with the weights of
-// `men` men plus the constant term, in single precision, truncated toward zero and kept within
-// -29936..29936. Reads features[0..127]; entry 127 is ignored.
+// The weight vector of `men` men (4..32): the 127 feature weights, then the constant term.
+inline const float* modelWeights(int men) { return eval_weights[men - MIN_MODEL_MEN]; }
+
+// The model keeps its scores within this bound, clear of the search's mate band.
+constexpr float MODEL_SCORE_LIMIT = 29936.0f;
+
+// Linear model sum: the class term plus the dot product of the features with the weights of
+// `men` men plus the constant term, in single precision. Reads features[0..127]; entry 127 is
+// ignored.
+float modelSum(const int* features, int men, float class_term);
+
+// The score of a model sum: kept within -29936..29936, then truncated toward zero.
+inline int modelSumScore(float s) {
+    if (s > MODEL_SCORE_LIMIT) s = MODEL_SCORE_LIMIT;
+    if (s < -MODEL_SCORE_LIMIT) s = -MODEL_SCORE_LIMIT;
+    return int(s);
+}
+
+// Linear model score: modelSumScore of modelSum.
 int modelScore(const int* features, int men, float class_term);
+
+// The model's sum term by term, for explaining a score: terms[i] = features[i] times the weight
+// of feature i for the 127 features, terms[127] the constant term (the class term is apart).
+void modelTerms(const int* features, int men, double terms[MODEL_WEIGHTS]);

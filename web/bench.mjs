@@ -40,17 +40,24 @@ async function browserBench(session) {
 
 const session = await openBrowser();
 try {
-    const native = [], browser = [];
+    const native = [],
+        browser = [];
     for (let run = 0; run < Number(values.runs); run++) {
         native.push(await nativeBench());
         browser.push(await browserBench(session));
     }
     const fastest = (runs) => Math.min(...runs.map((r) => r.ms));
     const nodes = browser[0].nodes;
-    console.log(`bench nodes: browser ${browser.map((r) => r.nodes).join(', ')}; native ${native.map((r) => r.nodes).join(', ')}`);
-    console.log(`bench time (ms): browser ${browser.map((r) => r.ms).join(', ')}; native ${native.map((r) => r.ms).join(', ')}`);
-    console.log(`browser speed: ${Math.round(nodes / fastest(browser) * 1000)} nodes/s, ` +
-        `${(fastest(native) / fastest(browser)).toFixed(2)} of native (fastest runs)`);
+    console.log(
+        `bench nodes: browser ${browser.map((r) => r.nodes).join(', ')}; native ${native.map((r) => r.nodes).join(', ')}`,
+    );
+    console.log(
+        `bench time (ms): browser ${browser.map((r) => r.ms).join(', ')}; native ${native.map((r) => r.ms).join(', ')}`,
+    );
+    console.log(
+        `browser speed: ${Math.round((nodes / fastest(browser)) * 1000)} nodes/s, ` +
+            `${(fastest(native) / fastest(browser)).toFixed(2)} of native (fastest runs)`,
+    );
 
     const engine = await startWorker(session, ['isready']);
     await engine.waitFor(/^readyok$/);
@@ -66,8 +73,10 @@ try {
     latencies.sort((a, b) => a - b);
     const middle = (latencies.length - 1) / 2;
     const median = (latencies[Math.floor(middle)] + latencies[Math.ceil(middle)]) / 2;
-    console.log(`stop -> bestmove over ${latencies.length} tries: median ${median.toFixed(1)} ms, ` +
-        `worst ${latencies.at(-1).toFixed(1)} ms (all: ${latencies.map((l) => l.toFixed(0)).join(' ')})`);
+    console.log(
+        `stop -> bestmove over ${latencies.length} tries: median ${median.toFixed(1)} ms, ` +
+            `worst ${latencies.at(-1).toFixed(1)} ms (all: ${latencies.map((l) => l.toFixed(0)).join(' ')})`,
+    );
 } finally {
     await session.close();
 }

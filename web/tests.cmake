@@ -27,14 +27,31 @@ endforeach()
 # The package as users meet it (web/tests/package.mjs): packed and installed into the consumer
 # applications once, then built by each bundler and opened in Chromium, compiled by tsc, run in Node
 # and as the command-line engine. They need web/tests/consumers/node_modules (npm ci there).
-add_test(NAME Web.package_install
+add_test(NAME Web.package.install
          COMMAND ${NODE_EXECUTABLE} ${CMAKE_SOURCE_DIR}/web/tests/package.mjs install --out ${CMAKE_BINARY_DIR}/web-tests)
-set_tests_properties(Web.package_install PROPERTIES SKIP_RETURN_CODE 77 FIXTURES_REQUIRED web_dist
+set_tests_properties(Web.package.install PROPERTIES SKIP_RETURN_CODE 77 FIXTURES_REQUIRED web_dist
                      FIXTURES_SETUP web_package TIMEOUT 300 LABELS e2e)
 foreach(test vite webpack esbuild types node bin)
-  add_test(NAME Web.${test}
+  add_test(NAME Web.package.${test}
            COMMAND ${NODE_EXECUTABLE} ${CMAKE_SOURCE_DIR}/web/tests/package.mjs ${test}
                    --native $<TARGET_FILE:vireo> --out ${CMAKE_BINARY_DIR}/web-tests)
-  set_tests_properties(Web.${test} PROPERTIES SKIP_RETURN_CODE 77 FIXTURES_REQUIRED "web_dist;web_package"
+  set_tests_properties(Web.package.${test} PROPERTIES SKIP_RETURN_CODE 77 FIXTURES_REQUIRED "web_dist;web_package"
                        RESOURCE_LOCK web_consumers TIMEOUT 300 LABELS e2e)
 endforeach()
+
+# Prettier and ESLint over the JavaScript, like CodeFormat over the C++.
+add_test(NAME Web.lint COMMAND sh ${CMAKE_SOURCE_DIR}/web/tests/lint.sh ${CMAKE_SOURCE_DIR})
+set_tests_properties(Web.lint PROPERTIES SKIP_RETURN_CODE 77 LABELS unit)
+
+# The page as players use it: play (results, keys, clocks, offline, hostile links, the level picker),
+# analysis (a game analysed from its link, the graph, the explanation against the native "debug"),
+# and the playing levels' move choice with the native engine.
+foreach(page page-play page-analysis)
+  add_test(NAME Web.${page}
+           COMMAND ${NODE_EXECUTABLE} ${CMAKE_SOURCE_DIR}/web/tests/${page}.mjs all
+                   --native $<TARGET_FILE:vireo> --out ${CMAKE_BINARY_DIR}/web-tests)
+  set_tests_properties(Web.${page} PROPERTIES SKIP_RETURN_CODE 77 FIXTURES_REQUIRED web_dist
+                       RUN_SERIAL TRUE TIMEOUT 600 LABELS e2e)
+endforeach()
+add_test(NAME Web.levels COMMAND ${NODE_EXECUTABLE} ${CMAKE_SOURCE_DIR}/web/tests/levels.test.mjs --native $<TARGET_FILE:vireo>)
+set_tests_properties(Web.levels PROPERTIES SKIP_RETURN_CODE 77 TIMEOUT 300 LABELS e2e)

@@ -7,12 +7,13 @@ export const START_TIMEOUT_MS = 15000;
 export class EngineClient {
     // Waits until the engine has answered "uci" and "isready", at most `timeout` ms; an engine that
     // does not start is ended and the promise rejects with what failed. The entries' start() use it.
-    static async launch(engine, { hash, timeout = START_TIMEOUT_MS, where = '' } = {}) {
+    // `left`: what remains of the limit when the worker took some of it to load.
+    static async launch(engine, { hash, timeout = START_TIMEOUT_MS, left = timeout, where = '' } = {}) {
         let timer = 0;
         const limit = new Promise((resolve, reject) => {
             timer = setTimeout(() => {
                 reject(new Error(`vireo-chess: the engine did not start within ${timeout} ms${where}`));
-            }, timeout);
+            }, left);
         });
         try {
             engine.send('uci');

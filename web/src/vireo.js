@@ -27,7 +27,7 @@ export class Vireo extends EngineClient {
         }
         const where = workerUrl ? ` (worker ${new URL(workerUrl, location.href).href})` : '';
         const engine = new Vireo(worker, workerUrl);
-        return this.launch(engine, { hash, timeout: Math.max(0, deadline - Date.now()), where });
+        return this.launch(engine, { hash, timeout, left: Math.max(0, deadline - Date.now()), where });
     }
 
     constructor(worker, workerUrl) {

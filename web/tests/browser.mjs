@@ -20,11 +20,14 @@ export function missingTools() {
     return missing;
 }
 
+// Headless Chromium with nothing of its own on the network, and the browser build served to it.
+// --no-sandbox: CI runs as root, where Chromium's sandbox refuses to start.
 export async function openBrowser() {
     const { chromium } = await import('playwright-core');
     const server = await serve(DIST);
-    // --no-sandbox: CI runs as root, where Chromium's sandbox refuses to start.
-    const browser = await chromium.launch({ executablePath: CHROMIUM, args: ['--no-sandbox'] });
+    const args = ['--no-sandbox', '--disable-gpu', '--disable-quic', '--no-first-run'];
+    args.push('--disable-background-networking', '--disable-component-update', '--disable-sync');
+    const browser = await chromium.launch({ executablePath: CHROMIUM, args });
     return {
         server,
         browser,
@@ -33,6 +36,32 @@ export async function openBrowser() {
             await server.close();
         },
     };
+}
+
+// Runs the named case of `tests` (or all of them in turn) with one session (`open()`, by default
+// the browser and the server), prints PASSED or FAILED with the time of each, and sets the exit
+// status. Each case is an async function of the session.
+export async function runCases(tests, name, open = openBrowser) {
+    const names = name === 'all' ? Object.keys(tests) : [name];
+    if (!names.every((n) => tests[n])) {
+        console.log(`unknown test '${name}': all, ${Object.keys(tests).join(', ')}`);
+        process.exit(2);
+    }
+    const session = await open(names);
+    let failed = 0;
+    for (const test of names) {
+        const started = Date.now();
+        try {
+            await tests[test](session);
+            console.log(`PASSED: ${test} (${Date.now() - started} ms)`);
+        } catch (error) {
+            console.log(`FAILED: ${test}\n${error.stack ?? error}`);
+            failed++;
+        }
+    }
+    await session?.close();
+    if (names.length > 1) console.log(`${names.length - failed} passed, ${failed} failed`);
+    process.exitCode = failed ? 1 : 0;
 }
 
 // The engine in a worker of a blank page. Lines posted at once are the first the engine reads.

@@ -16,7 +16,7 @@ import { spawn, spawnSync } from 'node:child_process';
 import { cpSync, existsSync, mkdirSync, readdirSync, rmSync, statSync, symlinkSync } from 'node:fs';
 import { fileURLToPath } from 'node:url';
 import { parseArgs } from 'node:util';
-import { WEB, DIST, missingTools, NativeEngine, BENCH_LINE } from './browser.mjs';
+import { WEB, DIST, missingTools, openBrowser, runCases, NativeEngine, BENCH_LINE } from './browser.mjs';
 import { serve } from './server.mjs';
 
 const { positionals, values } = parseArgs({
@@ -118,15 +118,6 @@ function assertSeparateFiles({ files, requested }) {
         `${wasm} was not loaded: ${requested}`,
     );
     assert.ok(!requested.some((path) => path.includes('inline')), `the bundled engine was loaded: ${requested}`);
-}
-
-async function browserSession() {
-    const { chromium } = await import('playwright-core');
-    const browser = await chromium.launch({
-        executablePath: process.env.CHROMIUM ?? '/usr/bin/chromium',
-        args: ['--no-sandbox'],
-    });
-    return { browser, close: () => browser.close() };
 }
 
 // Runs `npx vireo-chess` from the installed package, with `script(engine)` talking to it.
@@ -258,23 +249,4 @@ const tests = {
     },
 };
 
-const name = positionals[0];
-const names = name === 'all' ? Object.keys(tests) : [name];
-if (!names.every((n) => tests[n])) {
-    console.log(`unknown test '${name}': all, ${Object.keys(tests).join(', ')}`);
-    process.exit(2);
-}
-const session = names.some((n) => n in BUNDLERS) ? await browserSession() : null;
-let failed = 0;
-for (const test of names) {
-    try {
-        await tests[test](session);
-        console.log(`PASSED: ${test}`);
-    } catch (error) {
-        console.log(`FAILED: ${test}\n${error.stack ?? error}`);
-        failed++;
-    }
-}
-await session?.close();
-if (names.length > 1) console.log(`${names.length - failed} passed, ${failed} failed`);
-process.exitCode = failed ? 1 : 0;
+await runCases(tests, positionals[0], (names) => (names.some((n) => n in BUNDLERS) ? openBrowser() : null));

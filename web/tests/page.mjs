@@ -1,6 +1,7 @@
 // The play page as a person uses it, on a phone-sized screen: moves by clicks on the squares, the
 // engine's replies on the board, "Move now", flip, take-back and a new game. After every step the
-// pieces on the board must be those of the game in the page's PGN.
+// pieces on the board must be those of the game in the page's PGN. (page-play.mjs has the rest: results,
+// keys, clocks, the offline copy, hostile addresses.)
 import assert from 'node:assert/strict';
 import { Chess } from 'chess.js';
 
@@ -13,25 +14,44 @@ async function gameOnPage(page) {
     return game;
 }
 
-// The pieces the board shows, as chess.js names them ("wP" on "e4"), against the game's.
+// The pieces the board shows, as chess.js names them ("wP" on "e4"), against the game's, once the
+// board's animations have ended (within three seconds).
 async function assertBoardShows(page, game) {
-    const shown = await page.$$eval('.pieces g[data-piece]', (groups) =>
-        groups.filter((g) => g.getAttribute('visibility') !== 'hidden')
-            .map((g) => `${g.dataset.square}:${g.dataset.piece}`).sort());
-    const expected = game.board().flat().filter(Boolean).map((p) => `${p.square}:${p.color}${p.type}`).sort();
+    const expected = game
+        .board()
+        .flat()
+        .filter(Boolean)
+        .map((p) => `${p.square}:${p.color}${p.type}`)
+        .sort();
+    const shownPieces = () =>
+        page.$$eval('.pieces g[data-piece]', (groups) =>
+            groups
+                .filter((g) => g.getAttribute('visibility') !== 'hidden')
+                .map((g) => `${g.dataset.square}:${g.dataset.piece}`)
+                .sort(),
+        );
+    let shown = await shownPieces();
+    for (let wait = 0; wait < 30 && JSON.stringify(shown) !== JSON.stringify(expected); wait++) {
+        await page.waitForTimeout(100);
+        shown = await shownPieces();
+    }
     assert.deepEqual(shown, expected, `board after ${game.history().join(' ')}`);
 }
 
 async function waitForTurn(page, plies, timeout = 15000) {
     await page.waitForFunction(
-        (plies) => document.body.dataset.state === 'person' && document.querySelectorAll('#moves span').length === plies,
-        plies, { timeout });
-    // The last move's animation ends before the board is compared.
-    await page.waitForTimeout(300);
+        (plies) =>
+            document.body.dataset.state === 'person' && document.querySelectorAll('#moves .move').length === plies,
+        plies,
+        { timeout },
+    );
 }
 
 async function clickMove(page, game) {
-    const legal = game.moves({ verbose: true }).filter((m) => !m.promotion).map((m) => m.from + m.to);
+    const legal = game
+        .moves({ verbose: true })
+        .filter((m) => !m.promotion)
+        .map((m) => m.from + m.to);
     const move = PREFERRED.find((m) => legal.includes(m)) ?? legal[0];
     await page.click(`rect[data-square="${move.slice(0, 2)}"]`);
     await page.click(`rect[data-square="${move.slice(2, 4)}"]`);
@@ -42,9 +62,14 @@ export async function playGame(session, screenshotPath) {
     const page = await session.browser.newPage({ viewport: { width: 412, height: 860 }, hasTouch: true });
     const errors = [];
     page.on('pageerror', (error) => errors.push(error.message));
+    // A game on a 15+10 clock at level 3: quick answers, and the top level, which thinks on its clock,
+    // for "Move now".
+    await page.addInitScript(() => {
+        localStorage.setItem('vireo.level', '3');
+        localStorage.setItem('vireo.clock', '15+10');
+    });
     await page.goto(session.server.url + 'index.html');
     await page.waitForSelector('body[data-state=person]', { timeout: 30000 });
-    await page.selectOption('#movetime', '250');
 
     // Four moves each; the engine answers every one on the board.
     for (let move = 1; move <= 4; move++) {
@@ -54,21 +79,19 @@ export async function playGame(session, screenshotPath) {
         const game = await gameOnPage(page);
         assert.equal(game.history().length, 2 * move);
         await assertBoardShows(page, game);
-        assert.notEqual(await page.textContent('#score'), '–', 'a score shown while thinking');
     }
 
-    // "Move now" during a 10-second search: the engine moves at once.
-    await page.selectOption('#movetime', '10000');
+    // "Move now" during a search of half a minute (the top level on a 15+10 clock): the engine moves at once.
+    await page.selectOption('#level', String(await page.$$eval('#level option', (options) => options.length)));
     await clickMove(page, await gameOnPage(page));
     await page.waitForSelector('body[data-state=thinking]');
-    await page.waitForTimeout(600); // the person's move has finished its animation
-    await page.waitForFunction(() => document.getElementById('pv').textContent.split(' ').length >= 4);
+    await page.waitForTimeout(1000); // the person's move has finished its animation, the search is under way
     await page.screenshot({ path: screenshotPath, fullPage: true });
     const stopped = Date.now();
     await page.click('#stop');
     await waitForTurn(page, 10, 3000);
     assert.ok(Date.now() - stopped < 2500, 'the engine moved soon after "Move now"');
-    await page.selectOption('#movetime', '250');
+    await page.selectOption('#level', '3');
     await assertBoardShows(page, await gameOnPage(page));
 
     // Flip turns the board; flipping back restores it.
@@ -89,6 +112,13 @@ export async function playGame(session, screenshotPath) {
     await page.selectOption('#side', 'b');
     await page.click('#newgame');
     await waitForTurn(page, 1);
+    await page
+        .waitForFunction(
+            (y) => Number(document.querySelector('rect[data-square="a1"]').getAttribute('y')) < y,
+            whiteBelow,
+            { timeout: 3000 },
+        )
+        .catch(() => {});
     assert.ok((await rankOfA1()) < whiteBelow, 'Black plays from the bottom');
     const opened = await gameOnPage(page);
     assert.equal(opened.turn(), 'b');
@@ -112,7 +142,6 @@ export async function promote(session) {
     page.on('pageerror', (error) => errors.push(error.message));
     await page.goto(session.server.url + 'index.html?fen=' + encodeURIComponent(fen));
     await page.waitForSelector('body[data-state=person]', { timeout: 30000 });
-    await page.selectOption('#movetime', '250');
     await assertBoardShows(page, new Chess(fen));
     // Taps, as on a phone.
     await page.tap('rect[data-square="b7"]');

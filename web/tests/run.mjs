@@ -16,7 +16,7 @@ import assert from 'node:assert/strict';
 import { spawnSync } from 'node:child_process';
 import { existsSync, mkdirSync } from 'node:fs';
 import { parseArgs } from 'node:util';
-import { WEB, DIST, missingTools, openBrowser, startWorker, NativeEngine, BENCH_LINE } from './browser.mjs';
+import { WEB, DIST, missingTools, runCases, startWorker, NativeEngine, BENCH_LINE } from './browser.mjs';
 
 const { positionals, values } = parseArgs({
     allowPositionals: true,
@@ -230,26 +230,8 @@ const tests = {
     },
 };
 
-const names = name === 'all' ? Object.keys(tests) : [name];
-if (!names.every((n) => tests[n])) {
-    console.log(`unknown test '${name}': all, ${Object.keys(tests).join(', ')}`);
-    process.exit(2);
-}
-if (names.some((n) => ['uci', 'bench'].includes(n)) && !values.native) {
+if ((name === 'all' || ['uci', 'bench'].includes(name)) && !values.native) {
     console.log('the uci and bench tests compare with the native engine: give --native PATH');
     process.exit(2);
 }
-const session = await openBrowser();
-let failed = 0;
-for (const test of names) {
-    try {
-        await tests[test](session);
-        console.log(`PASSED: ${test}`);
-    } catch (error) {
-        console.log(`FAILED: ${test}\n${error.stack ?? error}`);
-        failed++;
-    }
-}
-await session.close();
-if (names.length > 1) console.log(`${names.length - failed} passed, ${failed} failed`);
-process.exitCode = failed ? 1 : 0;
+await runCases(tests, name);
