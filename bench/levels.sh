@@ -1,7 +1,7 @@
 #!/bin/sh
 # Measures the web page's playing levels (web/page/levels.js) in games: each level against the one below
 # it, level 1 against a uniformly random mover, with the native engine under the page's own move choice
-# (tools/levels/level-engine.mjs) and stockfish as the referee. Prints the ladder as a Markdown table.
+# (web/levels/level-engine.mjs) and stockfish as the referee. Prints the ladder as a Markdown table.
 #
 #   bench/levels.sh [LEVEL...]     play the matches of these levels (default: all), then print the table
 #   bench/levels.sh --table        print the table of the matches already played
@@ -10,9 +10,8 @@
 # the clock is generous and plays no part; games are adjudicated by score agreement and a ply limit.
 # Environment: GAMES (100), TC (600+1), RESIGN (1000:3), MAX_PLIES (240), CONCURRENCY (2),
 # BUILD (build), OUT (build/levels: one summary, log and PGN per match).
-# Several runs with different levels may share OUT and run at once; --table then gathers them. On an idle
-# 2-core machine the whole ladder takes well under an hour; the levels that rate every move cost the most
-# after the two deepest, as each of their moves is some thirty short searches.
+# Several runs with different levels may share OUT and run at once; --table then gathers them. The levels
+# that rate every move cost the most after the deepest ones: each of their moves is some thirty searches.
 set -eu
 
 root=$(cd "$(dirname "$0")/.." && pwd)
@@ -22,9 +21,9 @@ tc=${TC:-600+1}
 resign=${RESIGN:-1000:3}
 max_plies=${MAX_PLIES:-240}
 concurrency=${CONCURRENCY:-2}
-out=${OUT:-$build/levels}
-adapter="node $root/tools/levels/level-engine.mjs --engine $build/vireo"
-mkdir -p "$out"
+mkdir -p "${OUT:-$build/levels}"
+out=$(cd "${OUT:-$build/levels}" && pwd)
+adapter="node $root/web/levels/level-engine.mjs --engine $build/vireo"
 
 count=$(cd "$root/web/page" && node -e "import('./levels.js').then((m) => console.log(m.LEVELS.length))")
 

@@ -12,7 +12,7 @@ export default [
     },
     { files: ['src/*worker*.js', 'src/engine-host.js'], languageOptions: { globals: { ...globals.worker } } },
     {
-        files: ['src/vireo.node*.js', 'src/cli.js', '*.mjs', 'tests/**/*.mjs', 'page/build.mjs', 'eslint.config.js'],
+        files: ['src/vireo.node*.js', 'src/cli.js', '**/*.mjs', 'eslint.config.js'],
         languageOptions: { globals: { ...globals.node } },
     },
 ];

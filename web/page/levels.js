@@ -58,18 +58,18 @@ export const LEVELS = [
         description: 'A move close to the best two plies ahead, never a blunder it can see',
         handicap: { rateDepth: 1, margin: 50, softness: 25, randomShare: 0 },
     },
-    { level: 9, name: 'Candidate master', description: 'The engine searching 2 plies deep', depth: 2 },
+    { level: 9, name: 'Advanced', description: 'The engine searching 2 plies deep', depth: 2 },
     {
         level: 10,
-        name: 'Master',
+        name: 'Sharp',
         description: 'A move close to the best three plies ahead',
-        handicap: { rateDepth: 2, margin: 60, softness: 30, randomShare: 0 },
+        handicap: { rateDepth: 2, margin: 40, softness: 20, randomShare: 0 },
     },
-    { level: 11, name: 'International master', description: 'The engine searching 3 plies deep', depth: 3 },
-    { level: 12, name: 'Grandmaster', description: 'The engine searching 4 plies deep', depth: 4 },
-    { level: 13, name: 'Strong grandmaster', description: 'The engine searching 5 plies deep', depth: 5 },
-    { level: 14, name: 'Super grandmaster', description: 'The engine searching 6 plies deep', depth: 6 },
-    { level: 15, name: 'World class', description: 'The engine searching 7 plies deep', depth: 7 },
+    { level: 11, name: 'Tactician', description: 'The engine searching 3 plies deep', depth: 3 },
+    { level: 12, name: 'Strong', description: 'The engine searching 4 plies deep', depth: 4 },
+    { level: 13, name: 'Very strong', description: 'The engine searching 5 plies deep', depth: 5 },
+    { level: 14, name: 'Formidable', description: 'The engine searching 6 plies deep', depth: 6 },
+    { level: 15, name: 'Near full strength', description: 'The engine searching 7 plies deep', depth: 7 },
     {
         level: 16,
         name: 'Vireo',
@@ -179,4 +179,16 @@ export async function chooseMove(engine, position, level, random = Math.random) 
     const weights = candidates.map((r) => Math.exp(-(best - r.value) / handicap.softness));
     const chosen = drawWeighted(candidates, weights, random);
     return { bestmove: chosen.move, info: ratingInfo(chosen, handicap) };
+}
+
+// A repeatable stand-in for Math.random (mulberry32), for matches and tests that must draw the same moves.
+export function seededRandom(seed) {
+    let a = seed >>> 0;
+    return () => {
+        a = (a + 0x6d2b79f5) >>> 0;
+        let t = a;
+        t = Math.imul(t ^ (t >>> 15), t | 1);
+        t ^= t + Math.imul(t ^ (t >>> 7), t | 61);
+        return ((t ^ (t >>> 14)) >>> 0) / 4294967296;
+    };
 }

@@ -1,5 +1,5 @@
 // The playing levels (web/page/levels.js) with the native engine, and the UCI adapter that plays them
-// in matches (tools/levels/level-engine.mjs), driven over pipes as the match tool drives it.
+// in matches (web/levels/level-engine.mjs), driven over pipes as the match tool drives it.
 //   node web/tests/levels.test.mjs --native build/vireo
 // Exit status 0 when all pass, 77 (with a SKIPPED line) without the native engine or chess.js.
 import assert from 'node:assert/strict';
@@ -10,7 +10,7 @@ import { fileURLToPath } from 'node:url';
 import { parseArgs } from 'node:util';
 
 const { values } = parseArgs({ options: { native: { type: 'string' } } });
-const ADAPTER = fileURLToPath(new URL('../../tools/levels/level-engine.mjs', import.meta.url));
+const ADAPTER = fileURLToPath(new URL('../levels/level-engine.mjs', import.meta.url));
 
 function skip(reason) {
     console.log(`SKIPPED: ${reason}`);
@@ -27,24 +27,12 @@ let levels;
 let startNativeEngine;
 try {
     levels = await import('../page/levels.js');
-    ({ startNativeEngine } = await import('../../tools/levels/native-engine.mjs'));
+    ({ startNativeEngine } = await import('../levels/native-engine.mjs'));
 } catch (error) {
     if (error.code !== 'ERR_MODULE_NOT_FOUND') throw error;
     skip(`chess.js is missing (npm ci --prefix web): ${error.message}`);
 }
-const { LEVELS, chooseMove, legalMoves, levelOf } = levels;
-
-// mulberry32, so that every run draws the same numbers.
-function seeded(seed) {
-    let a = seed >>> 0;
-    return () => {
-        a = (a + 0x6d2b79f5) >>> 0;
-        let t = a;
-        t = Math.imul(t ^ (t >>> 15), t | 1);
-        t ^= t + Math.imul(t ^ (t >>> 7), t | 61);
-        return ((t ^ (t >>> 14)) >>> 0) / 4294967296;
-    };
-}
+const { LEVELS, chooseMove, legalMoves, levelOf, seededRandom: seeded } = levels;
 
 const START = { moves: [] };
 const POSITIONS = [

@@ -8,5 +8,5 @@ if [ ! -x node_modules/.bin/prettier ] || [ ! -x node_modules/.bin/eslint ]; the
     echo "SKIPPED: Prettier and ESLint come with web/node_modules (npm ci --prefix web)"
     exit 77
 fi
-files="src page tests build-inline.mjs bench.mjs eslint.config.js"
-node_modules/.bin/prettier --config .prettierrc.json --check $files && node_modules/.bin/eslint $files
+files="src page tests levels build-inline.mjs bench.mjs eslint.config.js"
+node_modules/.bin/prettier --check $files && node_modules/.bin/eslint $files

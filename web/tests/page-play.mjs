@@ -17,6 +17,7 @@ import assert from 'node:assert/strict';
 import { existsSync, mkdirSync } from 'node:fs';
 import { parseArgs } from 'node:util';
 import { DIST, missingTools, runCases } from './browser.mjs';
+import { waitForTurn } from './page.mjs';
 
 const { positionals, values } = parseArgs({
     allowPositionals: true,
@@ -53,16 +54,6 @@ async function waitForState(page, state, timeout = 30000) {
             cause: error,
         });
     }
-}
-
-// Waits until the move list holds `plies` moves and it is the person's turn.
-async function waitForTurn(page, plies, timeout = 15000) {
-    await page.waitForFunction(
-        (plies) =>
-            document.body.dataset.state === 'person' && document.querySelectorAll('#moves .move').length === plies,
-        plies,
-        { timeout },
-    );
 }
 
 async function moveTexts(page) {

@@ -38,7 +38,8 @@ async function assertBoardShows(page, game) {
     assert.deepEqual(shown, expected, `board after ${game.history().join(' ')}`);
 }
 
-async function waitForTurn(page, plies, timeout = 15000) {
+// Waits until the move list holds `plies` moves and it is the person's turn.
+export async function waitForTurn(page, plies, timeout = 15000) {
     await page.waitForFunction(
         (plies) =>
             document.body.dataset.state === 'person' && document.querySelectorAll('#moves .move').length === plies,

@@ -3,15 +3,15 @@
 // the page's own code (web/page/levels.js), which drives the native engine over pipes. "go" ignores the
 // clock: the level's own limits decide.
 //
-//   node tools/levels/level-engine.mjs --level N --engine build/vireo [--seed S]
-//   node tools/levels/level-engine.mjs --random --engine build/vireo [--seed S]
+//   node web/levels/level-engine.mjs --level N --engine build/vireo [--seed S]
+//   node web/levels/level-engine.mjs --random --engine build/vireo [--seed S]
 //
 // --random plays a legal move drawn uniformly; it still reports the native engine's depth-1 score of
 // the position, so that the match tool can end a lost game by its score agreement.
 // --seed makes the draws repeatable (a fixed sequence of numbers instead of Math.random).
 import { createInterface } from 'node:readline';
 import { parseArgs } from 'node:util';
-import { LEVELS, chooseMove, gameAt, legalMoves } from '../../web/page/levels.js';
+import { LEVELS, chooseMove, gameAt, legalMoves, seededRandom } from '../page/levels.js';
 import { startNativeEngine } from './native-engine.mjs';
 
 const USAGE = 'usage: level-engine.mjs (--level N | --random) --engine PATH [--seed S]';
@@ -42,18 +42,7 @@ if (!options.random && !(Number.isInteger(level) && level >= 1 && level <= LEVEL
 if (!options.engine) fail('--engine PATH is needed');
 if (options.seed !== undefined && !/^\d+$/.test(options.seed)) fail('--seed takes a whole number');
 
-// mulberry32: a small generator of numbers in [0, 1), enough for choosing moves.
-function seeded(seed) {
-    let a = seed >>> 0;
-    return () => {
-        a = (a + 0x6d2b79f5) >>> 0;
-        let t = a;
-        t = Math.imul(t ^ (t >>> 15), t | 1);
-        t ^= t + Math.imul(t ^ (t >>> 7), t | 61);
-        return ((t ^ (t >>> 14)) >>> 0) / 4294967296;
-    };
-}
-const random = options.seed === undefined ? Math.random : seeded(Number(options.seed));
+const random = options.seed === undefined ? Math.random : seededRandom(Number(options.seed));
 const name = options.random ? 'Vireo random mover' : `Vireo level ${level}`;
 
 let engine;

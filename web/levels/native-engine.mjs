@@ -2,7 +2,7 @@
 // with a child process in place of the worker, so that search() behaves here as it does in the page.
 import { spawn } from 'node:child_process';
 import { createInterface } from 'node:readline';
-import { Vireo } from '../../web/src/vireo.js';
+import { Vireo } from '../src/vireo.js';
 
 // A child process that looks like a worker to Vireo: postMessage() writes a line, onmessage
 // receives each line printed, onerror hears of a failed start or an early exit.
@@ -22,6 +22,8 @@ class ProcessWorker {
 
     // The lines posted in one turn of the event loop ("position" and "go") leave in one write.
     postMessage(line) {
+        // The API's own requests to a worker (its greeting, breakdowns) mean nothing to a UCI engine.
+        if (typeof line !== 'string') return;
         if (this.ended) {
             // A search asked of an engine that has gone fails rather than waits for ever.
             if (this.failure) queueMicrotask(() => this.onerror?.({ message: this.failure }));
