@@ -154,12 +154,15 @@ void appendJsonString(std::string* out, const std::string& text) {
 } // namespace
 
 Explanation explainPosition(Ply* ply) {
+    // The route and the model's sum are evaluate's own steps, taken once: the total is what
+    // evaluate returns.
     Explanation out;
-    out.total = evaluate(ply);
     int score = 0;
     float class_term = 0.0f;
     int men = popcount(ply->occupancy);
-    switch (evaluationRoute(ply, &score, &class_term)) {
+    EvaluationRoute route = evaluationRoute(ply, &score, &class_term);
+    out.total = score;
+    switch (route) {
     case EvaluationRoute::BARE_KINGS: out.note = "Bare kings: a draw, scored without the model."; return out;
     case EvaluationRoute::THREE_MEN:
         out.note = threeMenNote(ply, score) + "; the search scores it the same way.";
@@ -171,6 +174,7 @@ Explanation explainPosition(Ply* ply) {
     case EvaluationRoute::MODEL: break;
     }
     float sum = modelSum(_features_, men, class_term);
+    out.total = modelSumScore(sum);
     if (sum > MODEL_SCORE_LIMIT || sum < -MODEL_SCORE_LIMIT) {
         char text[160];
         snprintf(text, sizeof text, "The model's sum %.0f lies beyond the limit: the score is clamped to %i.", sum,

@@ -9,6 +9,7 @@
 // and never a mark when the move played is the engine's own choice.
 import { Chess } from 'chess.js';
 import { mountGraph } from './graph.js';
+import { element } from './dom.js';
 
 export const THRESHOLDS = [
     { nag: '??', loss: 30, name: 'blunder', plural: 'Blunders' },
@@ -183,17 +184,6 @@ const idleGates = new WeakMap();
 export function whenEngineIdle(engine, task) {
     const gate = idleGates.get(engine);
     return gate ? gate(task) : task();
-}
-
-function element(tag, properties = {}, ...children) {
-    const node = document.createElement(tag);
-    for (const [name, value] of Object.entries(properties)) {
-        if (name === 'dataset') Object.assign(node.dataset, value);
-        else if (name in node && !name.startsWith('aria')) node[name] = value;
-        else node.setAttribute(name, value);
-    }
-    node.append(...children);
-    return node;
 }
 
 const delay = (ms) => new Promise((resolve) => setTimeout(resolve, ms));

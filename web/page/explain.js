@@ -2,17 +2,7 @@
 // each with its centipawns and a bar, and their total, all from White's side (the engine gives them
 // from the side to move's). When endgame knowledge settles the position, the engine's note says so.
 import { whenEngineIdle } from './analysis.js';
-
-function element(tag, properties = {}, ...children) {
-    const node = document.createElement(tag);
-    for (const [name, value] of Object.entries(properties)) {
-        if (name === 'dataset') Object.assign(node.dataset, value);
-        else if (name in node) node[name] = value;
-        else node.setAttribute(name, value);
-    }
-    node.append(...children);
-    return node;
-}
+import { element } from './dom.js';
 
 // "+31", "-120", "0": centipawns with their sign.
 export function signed(cp) {

@@ -68,16 +68,31 @@ export function hostEngine({ createVireo, instantiate, post, close, pause }) {
         },
     }).then((created) => {
         engine = created;
+        const exit = (status) => {
+            if (client) post({ type: 'exit', status });
+            close(status);
+        };
         // main runs the command loop, suspended whenever it waits for a line. It settles only when it
         // really ends: at "quit" or the end of input, through exit() (a rejection with the
         // ExitStatus). Any other end is a fault.
         return engine.ccall('main', 'number', ['number', 'number'], [0, 0], { async: true }).then(
-            (status) => close(status, client),
-            (error) => (error?.name === 'ExitStatus' ? close(error.status, client) : fail(error)),
+            (status) => exit(status),
+            (error) => (error?.name === 'ExitStatus' ? exit(error.status) : fail(error)),
         );
     }, fail);
 
     return receive;
+}
+
+// The host in a browser's module worker: the page's messages in, the engine's lines and reports out.
+export function hostInWebWorker(createVireo, instantiate) {
+    const receive = hostEngine({
+        createVireo,
+        instantiate,
+        post: (message) => self.postMessage(message),
+        close: () => self.close(),
+    });
+    self.onmessage = (event) => receive(event.data);
 }
 
 // The breakdown of the static evaluation, by the engine's own code. Called straight, not through

@@ -2,20 +2,12 @@
 // new URL(..., import.meta.url) (esbuild): make web bundles this file into one script, which
 // vireo.js starts from a Blob only when the worker beside it cannot be loaded.
 import createVireo from './vireo-wasm.js';
-import { hostEngine } from './engine-host.js';
+import { hostInWebWorker } from './engine-host.js';
 import wasm from './vireo-wasm.base64.js';
 
-const receive = hostEngine({
-    createVireo,
-    instantiate: (imports) =>
-        WebAssembly.instantiate(
-            Uint8Array.from(atob(wasm), (c) => c.charCodeAt(0)),
-            imports,
-        ),
-    post: (message) => self.postMessage(message),
-    close: (status, client) => {
-        if (client) self.postMessage({ type: 'exit', status });
-        self.close();
-    },
-});
-self.onmessage = (event) => receive(event.data);
+hostInWebWorker(createVireo, (imports) =>
+    WebAssembly.instantiate(
+        Uint8Array.from(atob(wasm), (c) => c.charCodeAt(0)),
+        imports,
+    ),
+);

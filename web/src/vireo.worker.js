@@ -4,20 +4,11 @@
 // any output format, and the .wasm is named by new URL(..., import.meta.url), which bundlers emit
 // as a file of its own.
 import createVireo from './vireo-wasm.js';
-import { hostEngine } from './engine-host.js';
+import { hostInWebWorker } from './engine-host.js';
 
 const WASM_URL = new URL('./vireo-wasm.wasm', import.meta.url);
 
-const receive = hostEngine({
-    createVireo,
-    instantiate,
-    post: (message) => self.postMessage(message),
-    close: (status, client) => {
-        if (client) self.postMessage({ type: 'exit', status });
-        self.close();
-    },
-});
-self.onmessage = (event) => receive(event.data);
+hostInWebWorker(createVireo, instantiate);
 
 // Compiles the .wasm while it streams in when it is served as application/wasm, from its bytes
 // otherwise; an answer that is not WebAssembly (a missing file answered by an index page) is named.
@@ -29,22 +20,25 @@ async function instantiate(imports) {
     } catch (error) {
         throw new Error(`vireo-chess: ${where} could not be fetched: ${error.message}`, { cause: error });
     }
-    if (!response.ok)
+    if (!response.ok) {
         throw new Error(`vireo-chess: ${where} answered ${response.status} ${response.statusText}`.trim());
+    }
     const type = response.headers.get('Content-Type') ?? '';
-    try {
-        if (type.startsWith('application/wasm')) return await WebAssembly.instantiateStreaming(response, imports);
-        const bytes = new Uint8Array(await response.arrayBuffer());
-        if (bytes[0] !== 0 || bytes[1] !== 0x61 || bytes[2] !== 0x73 || bytes[3] !== 0x6d) {
-            throw new Error(`answered ${type || 'a file'} that is not WebAssembly: is the file missing?`);
-        }
-        return await WebAssembly.instantiate(bytes, imports);
-    } catch (error) {
+    if (type.startsWith('application/wasm')) return named(where, WebAssembly.instantiateStreaming(response, imports));
+    const bytes = new Uint8Array(await named(where, response.arrayBuffer()));
+    if (bytes[0] !== 0 || bytes[1] !== 0x61 || bytes[2] !== 0x73 || bytes[3] !== 0x6d) {
         throw new Error(
-            `vireo-chess: ${where} ${error.message.startsWith('answered') ? '' : 'failed: '}${error.message}`,
-            {
-                cause: error,
-            },
+            `vireo-chess: ${where} answered ${type || 'a file'} that is not WebAssembly: is the file missing?`,
         );
+    }
+    return named(where, WebAssembly.instantiate(bytes, imports));
+}
+
+// What the step gives, or an error that names the file.
+async function named(where, step) {
+    try {
+        return await step;
+    } catch (error) {
+        throw new Error(`vireo-chess: ${where} failed: ${error.message}`, { cause: error });
     }
 }
