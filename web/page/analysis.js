@@ -387,6 +387,8 @@ export function mountAnalysis({ panel, evalBar, game, engine, isActive }) {
 
     toggle.addEventListener('click', () => {
         paused = !paused;
+        // The button answers at once; the search it ends may take a moment to stop.
+        toggle.textContent = paused ? 'Start' : 'Stop';
         refresh();
     });
 
