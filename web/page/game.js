@@ -291,7 +291,7 @@ function plainReason(error) {
 function parsePgn(text) {
     const chess = new Chess();
     try {
-        chess.loadPgn(plainTags(text));
+        chess.loadPgn(mainLine(plainTags(text)));
     } catch (error) {
         const reason = String(error.message ?? error);
         const move = /Invalid move in PGN: (\S+)/.exec(reason);
@@ -340,6 +340,87 @@ function plainTags(text) {
         /^(\s*\[\w+\s+")(.*)("\s*\][ \t]*)$/gm,
         (_, open, value, close) => open + value.replace(/\\(.)/g, '$1').replace(/"/g, "'") + close,
     );
+}
+
+// A NAG ($1, $14 ...) where the move text is read.
+const NAG = /\$\d+/y;
+
+// The main line of a PGN's move text in the one form chess.js reads: after a move, its NAGs, then one
+// brace comment. PGN also allows several comments in a row, comments to the end of a line ("; ..."),
+// comments after NAGs and after variations, as other programs and our match tool write them (a move's
+// score, then why the game ended). Variations are dropped, since the page shows the main line; each run
+// of comments becomes one, after the NAGs around it. Lines keep their numbers, so that the parser's
+// complaints point at the right line. A comment or variation left open stays as it is, for the parser
+// to refuse.
+function mainLine(text) {
+    let out = '';
+    let nags = [];
+    let comments = [];
+    const flush = () => {
+        if (nags.length || comments.length) out += `${nagsAndComments(nags, comments)} `;
+        nags = [];
+        comments = [];
+    };
+    let i = 0;
+    while (i < text.length) {
+        const c = text[i];
+        if (c === '{' || c === ';') {
+            const end = text.indexOf(c === '{' ? '}' : '\n', i + 1);
+            if (end < 0 && c === '{') return out + nagsAndComments(nags, comments) + text.slice(i);
+            const stop = end < 0 ? text.length : end;
+            const body = text
+                .slice(i + 1, stop)
+                .replace(/[{}]/g, '')
+                .trim();
+            if (body) comments.push(body);
+            i = c === '{' ? stop + 1 : stop;
+        } else if (c === '(') {
+            const stop = variationEnd(text, i);
+            if (stop < 0) return out + nagsAndComments(nags, comments) + text.slice(i);
+            out += '\n'.repeat(text.slice(i, stop).split('\n').length - 1);
+            i = stop;
+        } else if (c === '$' && /\d/.test(text[i + 1] ?? '')) {
+            NAG.lastIndex = i;
+            const [nag] = NAG.exec(text);
+            nags.push(nag);
+            i += nag.length;
+        } else if (/\s/.test(c)) {
+            out += c;
+            i++;
+        } else {
+            flush();
+            if (c === '"') {
+                // a tag's value, as it stands
+                const end = text.indexOf('"', i + 1);
+                const stop = end < 0 ? text.length : end + 1;
+                out += text.slice(i, stop);
+                i = stop;
+            } else {
+                out += c;
+                i++;
+            }
+        }
+    }
+    return out + nagsAndComments(nags, comments);
+}
+
+function nagsAndComments(nags, comments) {
+    return [...nags, ...(comments.length ? [`{${comments.join(' ')}}`] : [])].map((part) => ` ${part}`).join('');
+}
+
+// Where the variation opening at `start` ends (after its closing parenthesis), or -1 if it never does.
+function variationEnd(text, start) {
+    let depth = 0;
+    for (let i = start; i < text.length; i++) {
+        const c = text[i];
+        if (c === '{' || c === ';') {
+            const end = text.indexOf(c === '{' ? '}' : '\n', i + 1);
+            if (end < 0) return -1;
+            i = c === '{' ? end : end - 1;
+        } else if (c === '(') depth++;
+        else if (c === ')' && --depth === 0) return i + 1;
+    }
+    return -1;
 }
 
 function defaultHeaders() {

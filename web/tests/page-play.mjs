@@ -225,6 +225,21 @@ const tests = {
         await page.click('#open-analyse');
         assert.equal(await page.isVisible('#open-message'), true);
         assert.match(await page.textContent('#open-message'), /Qh4/);
+        // Comments as engines and other programs write them: several in a row, to the end of a line, after
+        // a NAG or a variation; the variations are left out.
+        const annotated = [
+            '1. e4 {+0.25/8 0.09s} $1 {best by test} (1. d4 {also good}) e5 ; the classical reply',
+            '2. Nf3 {+0.30/8 0.10s} {threefold repetition} 1/2-1/2',
+        ];
+        await page.fill('#open-text', annotated.join('\n'));
+        await page.click('#open-analyse');
+        await waitForState(page, 'over');
+        assert.deepEqual(await moveTexts(page), ['e4', 'e5', 'Nf3']);
+        await page.click('#moves .move[data-ply="1"]');
+        assert.equal(await page.textContent('#comment'), '+0.25/8 0.09s best by test');
+        await page.click('#moves .move[data-ply="3"]');
+        assert.equal(await page.textContent('#comment'), '+0.30/8 0.10s threefold repetition');
+        await page.click('#open');
         await page.fill('#open-text', '[White "Ann"]\n[Black "Bo"]\n\n1. e4 e5 2. Nf3 Nc6 3. Bb5 1/2-1/2');
         await page.click('#open-analyse');
         await waitForState(page, 'over');
