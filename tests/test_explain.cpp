@@ -3,13 +3,13 @@
 // vireoExplain, and that explaining a position changes nothing of the engine's state.
 #include <cstring>
 #include <cmath>
-#include <fstream>
 #include <map>
 #include <regex>
 #include <string>
 #include <vector>
 #include <gtest/gtest.h>
 #include "tests/evaluation_fixture.h"
+#include "tests/explain_positions.h"
 #include "tests/search_fixture.h"
 #include "engine/frontend/frontend.h"
 #include "engine/search/record.h"
@@ -19,31 +19,12 @@
 
 namespace {
 
-std::vector<std::string> positionsFile() {
-    std::ifstream in(VIREO_SOURCE_DIR "/web/tests/explain-positions.txt");
-    std::vector<std::string> fens;
-    for (std::string line; std::getline(in, line);)
-        if (!line.empty()) fens.push_back(line);
-    return fens;
-}
-
 // The positions of the file and those reached from each by a few dozen moves of a fixed
 // pseudo-random game.
 std::vector<std::string> manyPositions() {
     std::vector<std::string> fens = positionsFile();
     uint64_t seed = 12345;
-    size_t known = fens.size();
-    for (size_t i = 0; i < known; i++) {
-        setUp(fens[i].c_str());
-        for (int ply = 0; ply < 40; ply++) {
-            computeAttacks();
-            generateMoves(GEN_ALL);
-            if (!curr_ply->generated) break;
-            seed = seed * 6364136223846793005ULL + 1442695040888963407ULL;
-            makeMove(curr_ply->moves[(seed >> 33) % uint64_t(curr_ply->generated)]);
-            fens.push_back(fenText());
-        }
-    }
+    playOn(fens, 40, seed);
     return fens;
 }
 

@@ -2,14 +2,13 @@
 // hundred positions (the positions file, games played on from them, random endings of 2 to 6 men)
 // the "total cp" of the tool is the "score cp" of "debug", and the terms add up to it. Bad lines
 // print one "invalid fen" line each and the tool goes on.
-#include <fstream>
 #include <sstream>
 #include <string>
 #include <vector>
 #include <gtest/gtest.h>
+#include "tests/explain_positions.h"
 #include "tests/position_fixture.h"
 #include "tests/scratch_dir.h"
-#include "engine/board/makemove.h"
 #include "tools/uci/process.h"
 
 namespace {
@@ -33,11 +32,6 @@ std::vector<std::string> lines(const std::string& text) {
     return out;
 }
 
-uint64_t next(uint64_t& seed) {
-    seed = seed * 6364136223846793005ULL + 1442695040888963407ULL;
-    return seed >> 33;
-}
-
 // Legal positions of `men` men: kings and random other men on random squares, kept when the
 // engine's FEN reader accepts them.
 std::vector<std::string> randomEndings(int men, int count, uint64_t seed) {
@@ -48,13 +42,13 @@ std::vector<std::string> randomEndings(int men, int count, uint64_t seed) {
         for (char& c : board) c = 0;
         auto place = [&](char piece) {
             int square;
-            do square = int(next(seed) % 64);
+            do square = int(nextRandom(seed) % 64);
             while (board[square]);
             board[square] = piece;
         };
         place('K');
         place('k');
-        for (int i = 2; i < men; i++) place(pieces[next(seed) % 10]);
+        for (int i = 2; i < men; i++) place(pieces[nextRandom(seed) % 10]);
         std::string fen;
         for (int rank = 7; rank >= 0; rank--) {
             int empty = 0;
@@ -70,7 +64,7 @@ std::vector<std::string> randomEndings(int men, int count, uint64_t seed) {
             if (empty) fen += char('0' + empty);
             if (rank) fen += '/';
         }
-        fen += next(seed) % 2 ? " w - - 0 1" : " b - - 0 1";
+        fen += nextRandom(seed) % 2 ? " w - - 0 1" : " b - - 0 1";
         if (setPosition(fen.c_str(), nullptr, nullptr)) fens.push_back(fen);
     }
     return fens;
@@ -78,22 +72,9 @@ std::vector<std::string> randomEndings(int men, int count, uint64_t seed) {
 
 std::vector<std::string> testPositions() {
     initTables();
-    std::vector<std::string> fens;
-    std::ifstream in(VIREO_SOURCE_DIR "/web/tests/explain-positions.txt");
-    for (std::string line; std::getline(in, line);)
-        if (!line.empty()) fens.push_back(line);
+    std::vector<std::string> fens = positionsFile();
     uint64_t seed = 2024;
-    size_t known = fens.size();
-    for (size_t i = 0; i < known; i++) {
-        setUp(fens[i].c_str());
-        for (int ply = 0; ply < 6; ply++) {
-            computeAttacks();
-            generateMoves(GEN_ALL);
-            if (!curr_ply->generated) break;
-            makeMove(curr_ply->moves[next(seed) % uint64_t(curr_ply->generated)]);
-            fens.push_back(fenText());
-        }
-    }
+    playOn(fens, 6, seed);
     for (int men = 2; men <= 6; men++) {
         std::vector<std::string> endings = randomEndings(men, men == 2 ? 10 : 40, seed + uint64_t(men));
         fens.insert(fens.end(), endings.begin(), endings.end());
