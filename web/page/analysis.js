@@ -338,13 +338,14 @@ export function mountAnalysis({ panel, evalBar, game, engine, isActive }) {
     let shownFen = null; // the position the live line describes
     function refresh() {
         const token = ++liveToken;
+        // The button answers at once; the search under way may take a moment to stop.
+        toggle.textContent = paused ? 'Start' : 'Stop';
         return (async () => {
             await stopLive(token);
             while (idleTasks.length) await idleTasks.shift()();
             if (token !== liveToken) return;
             const fen = game.fen;
             const known = stored(game.ply);
-            toggle.textContent = paused ? 'Start' : 'Stop';
             toggle.disabled = !allowed() || Boolean(job);
             panel.dataset.active = String(allowed());
             start.disabled = !allowed() || Boolean(job);
@@ -387,8 +388,6 @@ export function mountAnalysis({ panel, evalBar, game, engine, isActive }) {
 
     toggle.addEventListener('click', () => {
         paused = !paused;
-        // The button answers at once; the search it ends may take a moment to stop.
-        toggle.textContent = paused ? 'Start' : 'Stop';
         refresh();
     });
 
