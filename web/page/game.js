@@ -365,15 +365,14 @@ function mainLine(text) {
     while (i < text.length) {
         const c = text[i];
         if (c === '{' || c === ';') {
-            const end = text.indexOf(c === '{' ? '}' : '\n', i + 1);
-            if (end < 0 && c === '{') return out + nagsAndComments(nags, comments) + text.slice(i);
-            const stop = end < 0 ? text.length : end;
+            const stop = commentEnd(text, i);
+            if (stop < 0) return out + nagsAndComments(nags, comments) + text.slice(i);
             const body = text
-                .slice(i + 1, stop)
+                .slice(i + 1, c === '{' ? stop - 1 : stop)
                 .replace(/[{}]/g, '')
                 .trim();
             if (body) comments.push(body);
-            i = c === '{' ? stop + 1 : stop;
+            i = stop;
         } else if (c === '(') {
             const stop = variationEnd(text, i);
             if (stop < 0) return out + nagsAndComments(nags, comments) + text.slice(i);
@@ -408,15 +407,26 @@ function nagsAndComments(nags, comments) {
     return [...nags, ...(comments.length ? [`{${comments.join(' ')}}`] : [])].map((part) => ` ${part}`).join('');
 }
 
+// Where the comment opening at `start` ends: after its closing brace, or at the end of its line (or of
+// the text) for a "; ..." comment; -1 for a brace never closed.
+function commentEnd(text, start) {
+    if (text[start] === ';') {
+        const end = text.indexOf('\n', start + 1);
+        return end < 0 ? text.length : end;
+    }
+    const end = text.indexOf('}', start + 1);
+    return end < 0 ? -1 : end + 1;
+}
+
 // Where the variation opening at `start` ends (after its closing parenthesis), or -1 if it never does.
 function variationEnd(text, start) {
     let depth = 0;
     for (let i = start; i < text.length; i++) {
         const c = text[i];
         if (c === '{' || c === ';') {
-            const end = text.indexOf(c === '{' ? '}' : '\n', i + 1);
-            if (end < 0) return -1;
-            i = c === '{' ? end : end - 1;
+            const stop = commentEnd(text, i);
+            if (stop < 0) return -1;
+            i = stop - 1;
         } else if (c === '(') depth++;
         else if (c === ')' && --depth === 0) return i + 1;
     }
