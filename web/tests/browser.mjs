@@ -10,6 +10,8 @@ import { serve } from './server.mjs';
 export const WEB = fileURLToPath(new URL('..', import.meta.url));
 // Another build to measure can be served instead: VIREO_WEB_DIST=folder.
 export const DIST = process.env.VIREO_WEB_DIST ?? WEB + 'dist/';
+// Where screenshots and builds go unless --out says otherwise: the build tree, never the sources.
+export const OUT_DIR = WEB + '../build/web-tests';
 export const CHROMIUM = process.env.CHROMIUM ?? '/usr/bin/chromium';
 
 // What a run needs besides the build; each missing piece named.

@@ -16,12 +16,12 @@ import { spawn, spawnSync } from 'node:child_process';
 import { cpSync, existsSync, mkdirSync, readdirSync, rmSync, statSync, symlinkSync } from 'node:fs';
 import { fileURLToPath } from 'node:url';
 import { parseArgs } from 'node:util';
-import { WEB, DIST, missingTools, openBrowser, runCases, NativeEngine, BENCH_LINE } from './browser.mjs';
+import { WEB, DIST, OUT_DIR, missingTools, openBrowser, runCases, NativeEngine, BENCH_LINE } from './browser.mjs';
 import { serve } from './server.mjs';
 
 const { positionals, values } = parseArgs({
     allowPositionals: true,
-    options: { native: { type: 'string' }, out: { type: 'string', default: WEB + '../build/web-tests' } },
+    options: { native: { type: 'string' }, out: { type: 'string', default: OUT_DIR } },
 });
 const CONSUMERS = fileURLToPath(new URL('./consumers/', import.meta.url));
 const OUT = `${values.out}/consumers`;

@@ -18,11 +18,11 @@ import assert from 'node:assert/strict';
 import { existsSync, mkdirSync, readFileSync } from 'node:fs';
 import { parseArgs } from 'node:util';
 import { fileURLToPath } from 'node:url';
-import { DIST, missingTools, NativeEngine, runCases } from './browser.mjs';
+import { DIST, OUT_DIR, missingTools, NativeEngine, runCases } from './browser.mjs';
 
 const { positionals, values } = parseArgs({
     allowPositionals: true,
-    options: { native: { type: 'string' }, out: { type: 'string', default: '.' } },
+    options: { native: { type: 'string' }, out: { type: 'string', default: OUT_DIR } },
 });
 const name = positionals[0];
 

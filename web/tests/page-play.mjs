@@ -16,12 +16,12 @@
 import assert from 'node:assert/strict';
 import { existsSync, mkdirSync } from 'node:fs';
 import { parseArgs } from 'node:util';
-import { DIST, missingTools, runCases } from './browser.mjs';
+import { DIST, OUT_DIR, missingTools, runCases } from './browser.mjs';
 import { waitForTurn } from './page.mjs';
 
 const { positionals, values } = parseArgs({
     allowPositionals: true,
-    options: { native: { type: 'string' }, out: { type: 'string', default: '.' } },
+    options: { native: { type: 'string' }, out: { type: 'string', default: OUT_DIR } },
 });
 
 const MATE_FEN = '6k1/5ppp/8/8/8/8/5PPP/R5K1 w - - 0 1';

@@ -16,11 +16,11 @@ import assert from 'node:assert/strict';
 import { spawnSync } from 'node:child_process';
 import { existsSync, mkdirSync } from 'node:fs';
 import { parseArgs } from 'node:util';
-import { WEB, DIST, missingTools, runCases, startWorker, NativeEngine, BENCH_LINE } from './browser.mjs';
+import { WEB, DIST, OUT_DIR, missingTools, runCases, startWorker, NativeEngine, BENCH_LINE } from './browser.mjs';
 
 const { positionals, values } = parseArgs({
     allowPositionals: true,
-    options: { native: { type: 'string' }, out: { type: 'string', default: '.' } },
+    options: { native: { type: 'string' }, out: { type: 'string', default: OUT_DIR } },
 });
 const name = positionals[0];
 
